@@ -1,0 +1,17 @@
+# Helpers that give every target of the project the same warnings and sanitizer settings.
+
+function(emailservice_set_warnings target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wnull-dereference
+    -Wdouble-promotion -Wformat=2 -Wimplicit-fallthrough -Wmissing-declarations)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wuseless-cast -Wduplicated-cond -Wlogical-op)
+  endif()
+endfunction()
+
+if(EMAILSERVICE_SANITIZE)
+  # Applied to the whole tree so that the library, the host platform and the tests agree.
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=address,undefined)
+endif()

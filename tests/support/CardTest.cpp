@@ -1,0 +1,77 @@
+#include "support/CardTest.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "CardPaths.h"
+
+namespace emailservice::testing {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> const& cardDirectories() {
+  static std::vector<std::string> const directories = {paths::kWorkDirectory, paths::kSystemLogDirectory,
+                                                       paths::kUpsMeasuresDirectory,
+                                                       paths::kSensorMeasuresDirectory};
+  return directories;
+}
+
+void emptyDirectory(std::string const& directory) {
+  std::error_code ignored;
+  fs::remove_all(directory, ignored);
+  fs::create_directories(directory);
+}
+
+}  // namespace
+
+void CardTest::SetUp() {
+  card().reset();
+  for (auto const& directory : cardDirectories()) {
+    emptyDirectory(directory);
+  }
+}
+
+void CardTest::TearDown() {
+  card().reset();
+  std::error_code ignored;
+  for (auto const& directory : cardDirectories()) {
+    fs::remove_all(directory, ignored);
+  }
+}
+
+void CardTest::recordCommands(std::string output, int status) {
+  card().setCommandHook([this, output, status](std::vector<std::string> const& args, std::string const& input,
+                                               std::string& printed) {
+    commands.push_back({args, input});
+    printed = output;
+    return status;
+  });
+}
+
+std::vector<std::string> CardTest::recordedShellCommands() const {
+  std::vector<std::string> texts;
+  for (auto const& command : commands) {
+    if (command.args.size() == 3 && command.args[0] == "/bin/sh" && command.args[1] == "-c") {
+      texts.push_back(command.args[2]);
+    }
+  }
+  return texts;
+}
+
+std::string readFile(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(std::string const& path, std::string const& content) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+}
+
+bool fileExists(std::string const& path) { return fs::exists(path); }
+
+}  // namespace emailservice::testing
