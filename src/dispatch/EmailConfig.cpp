@@ -32,7 +32,7 @@ constexpr ResultPair kReportResults{ErrorCode::TestEmailFailed, ErrorCode::TestE
 // those locals, it runs before they are destroyed.
 class KindRelease final {
  public:
-  explicit KindRelease(std::unique_ptr<EmailGlobalConfig>& kind) : kind(kind) {}
+  explicit KindRelease(std::unique_ptr<EmailGlobalConfig>& chosen) : kind(chosen) {}
   ~KindRelease() { kind.reset(); }
   KindRelease(KindRelease const&) = delete;
   KindRelease& operator=(KindRelease const&) = delete;
