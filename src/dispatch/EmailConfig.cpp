@@ -25,7 +25,8 @@ int parseCode(std::string const& text) { return std::stoi(text, nullptr, 16); }
 EmailConfig::EmailConfig(cdsapi::CdsAccessor& accessor, EmailEvent const& emailEvent,
                          dravo::proto::EmailConfiguration const& emailConfiguration)
     : cdsAccessor(accessor), event(emailEvent), configuration(emailConfiguration) {
-  // Entries are kept as written; they are parsed only when a list is tested.
+  // Entries are kept as written; they are parsed only when a list is tested. An empty text gives
+  // an empty list, which matches no event and prints nothing.
   utils::Helper::split(configuration.exceptionevents().value(), kCodeSeparator, exceptionEventCodes);
   utils::Helper::split(configuration.excludedevents().value(), kCodeSeparator, excludedEventCodes);
 }
