@@ -45,12 +45,12 @@ std::string mailCommandText(std::string const& escapedSubject, std::string const
 
 }  // namespace
 
-EmailGlobalConfig::EmailGlobalConfig(cdsapi::CdsAccessor& cdsAccessor, EmailEvent const& event,
-                                     EventLogFile& eventLogFile, std::string const& messageFileName)
-    : cdsAccessor(cdsAccessor),
-      event(event),
-      eventLogFile(eventLogFile),
-      messageFileName(messageFileName),
+EmailGlobalConfig::EmailGlobalConfig(cdsapi::CdsAccessor& accessor, EmailEvent const& mailedEvent,
+                                     EventLogFile& logFile, std::string const& bodyFileName)
+    : cdsAccessor(accessor),
+      event(mailedEvent),
+      eventLogFile(logFile),
+      messageFileName(bodyFileName),
       upsMeasuresLogFile(std::string(paths::kWorkDirectory) + "ups.csv", paths::kUpsMeasuresDirectory),
       sensorMeasureLogFile(std::string(paths::kWorkDirectory) + "sensors.csv", paths::kSensorMeasuresDirectory),
       hideIpAddress(false) {}
