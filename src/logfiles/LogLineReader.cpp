@@ -32,6 +32,9 @@ LogLineReader::~LogLineReader() {
 }
 
 LogLineReader::LineStart LogLineReader::peekLine() {
+  if (foundFeed && foundLineBegin == begin) {  // the line was found by the previous call
+    return {std::string_view(buffer.data() + begin, foundLineLength), true, true};
+  }
   std::size_t searched = begin;
   for (;;) {
     auto const* feed = end > searched
@@ -39,6 +42,9 @@ LogLineReader::LineStart LogLineReader::peekLine() {
                            : nullptr;
     if (feed != nullptr) {
       auto const length = static_cast<std::size_t>(feed - (buffer.data() + begin));
+      foundFeed = true;
+      foundLineBegin = begin;
+      foundLineLength = length;
       return {std::string_view(buffer.data() + begin, length), true, true};
     }
     std::size_t const searchedPart = end - begin;
@@ -75,6 +81,7 @@ bool LogLineReader::fill() {
   if (atEnd || fd < 0) {
     return false;
   }
+  foundFeed = false;
   if (begin > 0) {
     std::memmove(buffer.data(), buffer.data() + begin, end - begin);
     end -= begin;
@@ -103,6 +110,7 @@ bool LogLineReader::fill() {
 
 void LogLineReader::rewindTo(off_t offset) {
   begin = end = 0;
+  foundFeed = false;
   readOffset = offset;
   atEnd = ::lseek(fd, offset, SEEK_SET) != offset;
 }

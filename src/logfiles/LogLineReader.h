@@ -111,6 +111,10 @@ class LogLineReader {
   std::size_t end = 0;    // one past the last buffered byte
   off_t readOffset = 0;   // the position in the file of buffer[end]
   bool atEnd = false;
+  // The line last found whole by peekLine(), so that passing over it does not search it again.
+  bool foundFeed = false;
+  std::size_t foundLineBegin = 0;
+  std::size_t foundLineLength = 0;
 };
 
 }  // namespace emailservice
