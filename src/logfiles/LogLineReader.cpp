@@ -55,7 +55,7 @@ LogLineReader::LineStart LogLineReader::peekLine() {
   }
 }
 
-bool LogLineReader::skipLine() {
+bool LogLineReader::skipUnfoundLine() {
   LineStart const start = peekLine();
   if (start.whole) {
     if (start.terminated) {

@@ -57,7 +57,13 @@ class LogLineReader {
 
   // Passes over the next line and its line feed. A line that the input ends without a line feed
   // is not passed over; false then, and that line is the next one.
-  bool skipLine();
+  bool skipLine() {
+    if (foundFeed && foundLineBegin == begin) {  // the line peekLine() found last: the usual case
+      begin += foundLineLength + 1;
+      return true;
+    }
+    return skipUnfoundLine();
+  }
 
   // Gives the next line, without its line feed, to `sink` (callable with (char const*,
   // std::size_t), returning false to stop) in blocks, and passes over its line feed. False when
@@ -99,6 +105,8 @@ class LogLineReader {
   // the buffer only when it is full and the input cannot be read again (not a regular file).
   // False at the end of the input, on a read error, or when the buffer is full.
   bool fill();
+  // skipLine() for a line not found whole in the buffer by the last peekLine().
+  bool skipUnfoundLine();
   // The position in the file of the first unread byte.
   off_t unreadOffset() const { return readOffset - static_cast<off_t>(end - begin); }
   // Continues reading at `offset`; a failure counts as the end of the input.
