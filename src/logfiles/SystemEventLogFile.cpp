@@ -52,18 +52,29 @@ std::string stampTextOf(LogLineReader& input) {
   return text;
 }
 
-// Whether the next line, `start` being its beginning, is stamped at or after `fromTime`. A line
-// that does not start with a timestamp has no time at all: it never ends the scan, and is dropped
-// with the older lines. The fraction after the first "." is not part of the stamp; the parser
-// stops before any "." anyway, so the line can be handed over as it is.
-bool isStampedFrom(LogLineReader& input, LogLineReader::LineStart const& start, long fromTime) {
-  std::optional<std::int64_t> stamp;
-  if (start.whole) {
-    stamp = parseLogTimestamp(start.text);
-  } else {
-    stamp = parseLogTimestamp(stampTextOf(input));
-  }
+// Whether `text`, the whole of a line or the stamp text of a long one, is stamped at or after
+// `fromTime`. A line that does not start with a timestamp has no time at all: it never ends the
+// scan, and is dropped with the older lines. The fraction after the first "." is not part of the
+// stamp; the parser stops before any "." anyway, so the line can be handed over as it is.
+bool isStampedFrom(std::string_view text, long fromTime) {
+  std::optional<std::int64_t> const stamp = parseLogTimestamp(text);
   return stamp.has_value() && fromTime <= *stamp;
+}
+
+// Passes over the lines before the first one stamped at or after `fromTime`, and stops at the
+// text after the last line feed when there is none.
+void skipOlderLines(LogLineReader& input, long fromTime) {
+  for (;;) {
+    LogLineReader::LineStart const line = input.peekLine();
+    if (line.terminated) {
+      if (isStampedFrom(line.text, fromTime)) {
+        return;
+      }
+      input.skipLine();
+    } else if (line.whole || isStampedFrom(stampTextOf(input), fromTime) || !input.skipLine()) {
+      return;  // the text after the last line feed, or a long line kept or ending the input
+    }
+  }
 }
 
 }  // namespace
@@ -111,13 +122,7 @@ void SystemEventLogFile::tailFromDate(std::string const& fileName, long fromTime
   if (!input.copyLineTo(write) || !output.write("\n", 1)) {
     return;
   }
-  for (;;) {
-    LogLineReader::LineStart const line = input.peekLine();
-    bool const lastText = line.whole && !line.terminated;
-    if (lastText || isStampedFrom(input, line, fromTime) || !input.skipLine()) {
-      break;
-    }
-  }
+  skipOlderLines(input, fromTime);
   // The first line kept, or at the end of the input whatever text followed the last line feed.
   if (!input.copyLineTo(write) || !output.write("\n", 1)) {
     return;
