@@ -1,6 +1,7 @@
 #include "logfiles/LogLineReader.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,13 +11,19 @@ namespace emailservice {
 
 namespace {
 
-// Large enough that reading and writing cost little more than a plain file copy.
+// Large enough that reading and writing cost little more than a plain file copy, and that a
+// line's timestamp is read without going back to the file.
 constexpr std::size_t kBlockSize = 1024 * 1024;
+
+bool isRegularFile(int fd) {
+  struct stat status {};
+  return fd >= 0 && ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
 
 }  // namespace
 
 LogLineReader::LogLineReader(std::string const& path)
-    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer(fd >= 0 ? kBlockSize : 0) {}
+    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), rereadable(isRegularFile(fd)), buffer(fd >= 0 ? kBlockSize : 0) {}
 
 LogLineReader::~LogLineReader() {
   if (fd >= 0) {
@@ -24,7 +31,10 @@ LogLineReader::~LogLineReader() {
   }
 }
 
-LogLineReader::Line LogLineReader::readLine() {
+LogLineReader::LineStart LogLineReader::peekLine() {
+  if (foundFeed && foundLineBegin == begin) {  // the line was found by the previous call
+    return {std::string_view(buffer.data() + begin, foundLineLength), true, true};
+  }
   std::size_t searched = begin;
   for (;;) {
     auto const* feed = end > searched
@@ -32,45 +42,77 @@ LogLineReader::Line LogLineReader::readLine() {
                            : nullptr;
     if (feed != nullptr) {
       auto const length = static_cast<std::size_t>(feed - (buffer.data() + begin));
-      Line const line{std::string_view(buffer.data() + begin, length), true};
-      begin += length + 1;
-      return line;
+      foundFeed = true;
+      foundLineBegin = begin;
+      foundLineLength = length;
+      return {std::string_view(buffer.data() + begin, length), true, true};
     }
     std::size_t const searchedPart = end - begin;
     if (!fill()) {
-      Line const line{std::string_view(buffer.data() + begin, end - begin), false};
-      begin = end;
-      return line;
+      return {std::string_view(buffer.data() + begin, end - begin), atEnd, false};
     }
-    searched = begin + searchedPart;  // fill() may have moved the line to the front
+    searched = begin + searchedPart;  // fill() moved the line to the front
   }
+}
+
+bool LogLineReader::skipUnfoundLine() {
+  LineStart const start = peekLine();
+  if (start.whole) {
+    if (start.terminated) {
+      begin += start.text.size() + 1;
+    }
+    return start.terminated;
+  }
+  off_t const lineOffset = unreadOffset();
+  begin = end;
+  while (fill()) {
+    auto const* feed = static_cast<char const*>(std::memchr(buffer.data(), '\n', end));
+    if (feed != nullptr) {
+      begin = static_cast<std::size_t>(feed - buffer.data()) + 1;
+      return true;
+    }
+    begin = end;
+  }
+  rewindTo(lineOffset);
+  return false;
 }
 
 bool LogLineReader::fill() {
   if (atEnd || fd < 0) {
     return false;
   }
+  foundFeed = false;
   if (begin > 0) {
     std::memmove(buffer.data(), buffer.data() + begin, end - begin);
     end -= begin;
     begin = 0;
   }
   if (end == buffer.size()) {
-    buffer.resize(buffer.size() * 2);  // one line fills the whole buffer
+    if (rereadable) {
+      return false;
+    }
+    buffer.resize(buffer.size() * 2);
   }
   for (;;) {
     ssize_t const count = ::read(fd, buffer.data() + end, buffer.size() - end);
     if (count > 0) {
       end += static_cast<std::size_t>(count);
+      readOffset += count;
       return true;
     }
     if (count < 0 && errno == EINTR) {
       continue;
     }
     atEnd = true;
-    readError = count < 0;
     return false;
   }
+}
+
+void LogLineReader::rewindTo(off_t offset) {
+  begin = end = 0;
+  foundFeed = false;
+  readOffset = offset;
+  atEnd = ::lseek(fd, offset, SEEK_SET) != offset;
 }
 
 }  // namespace emailservice

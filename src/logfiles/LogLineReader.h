@@ -1,6 +1,9 @@
-// Reads a log file line by line through one large buffer, and hands over the unread rest in
-// blocks. Lines may be of any length and hold any byte; each is read whole.
+// Reads a log file line by line through one fixed buffer, and hands over the unread rest in
+// blocks. Lines may be of any length and hold any byte. A line longer than the buffer is never
+// held: it is skipped or streamed, and its start is read again from the file when needed.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstddef>
 #include <string>
@@ -11,9 +14,11 @@ namespace emailservice {
 
 class LogLineReader {
  public:
-  struct Line {
-    std::string_view text;  // without its line feed; valid until the next call on the reader
-    bool terminated;        // false when the input ended before a line feed
+  // The next line as far as the buffer holds it, without its line feed.
+  struct LineStart {
+    std::string_view text;  // valid until the next call on the reader
+    bool whole;             // `text` is the whole line: a line feed or the end of the input follows
+    bool terminated;        // a line feed follows `text`
   };
 
   // Opens `path` for reading. Check isOpen().
@@ -23,42 +28,101 @@ class LogLineReader {
   LogLineReader& operator=(LogLineReader const&) = delete;
 
   bool isOpen() const { return fd >= 0; }
-  // True once a read failed (for instance the path is a directory): the input is incomplete.
-  bool failed() const { return readError; }
 
-  // The next line. At the end of the input it gives the text after the last line feed (empty
-  // when the input ends with one), unterminated.
-  Line readLine();
+  // Reads the next line into the buffer, as much of it as fits. At the end of the input the line
+  // is the text after the last line feed (empty when the input ends with one), unterminated. A
+  // read error counts as the end of the input.
+  LineStart peekLine();
 
-  // Gives the unread input to `sink` (callable with (char const*, std::size_t), returning false
-  // to stop) in blocks: first what the buffer holds, then fresh reads. False when the sink
-  // stopped or a read failed.
+  // Gives the next line, however long, to `visit` in blocks (callable with (std::string_view),
+  // returning false when it has seen enough), then goes back to the line's start: the line stays
+  // the next one.
+  template <typename Visitor>
+  void inspectLine(Visitor&& visit) {
+    LineStart start = peekLine();
+    if (start.whole || !visit(start.text)) {
+      return;
+    }
+    off_t const lineOffset = unreadOffset();
+    begin = end;
+    bool more = true;
+    while (more && fill()) {
+      std::string_view const block(buffer.data(), end);
+      std::size_t const feed = block.find('\n');
+      more = visit(block.substr(0, feed)) && feed == std::string_view::npos;
+      begin = end;
+    }
+    rewindTo(lineOffset);
+  }
+
+  // Passes over the next line and its line feed. A line that the input ends without a line feed
+  // is not passed over; false then, and that line is the next one.
+  bool skipLine() {
+    if (foundFeed && foundLineBegin == begin) {  // the line peekLine() found last: the usual case
+      begin += foundLineLength + 1;
+      return true;
+    }
+    return skipUnfoundLine();
+  }
+
+  // Gives the next line, without its line feed, to `sink` (callable with (char const*,
+  // std::size_t), returning false to stop) in blocks, and passes over its line feed. False when
+  // the sink stopped.
+  template <typename Sink>
+  bool copyLineTo(Sink&& sink) {
+    for (;;) {
+      LineStart const start = peekLine();
+      if (!start.text.empty() && !sink(start.text.data(), start.text.size())) {
+        return false;
+      }
+      begin += start.text.size();
+      if (start.whole) {
+        begin += start.terminated ? 1 : 0;
+        return true;
+      }
+    }
+  }
+
+  // Gives the unread input to `sink` in blocks: first what the buffer holds, then fresh reads.
+  // False when the sink stopped.
   template <typename Sink>
   bool drainTo(Sink&& sink) {
     if (end > begin && !sink(buffer.data() + begin, end - begin)) {
       return false;
     }
-    begin = end = 0;
+    begin = end;
     while (fill()) {
       if (!sink(buffer.data(), end)) {
         return false;
       }
-      begin = end = 0;
+      begin = end;
     }
-    return !readError;
+    return true;
   }
 
  private:
-  // Reads more input after the buffered bytes, moving them to the front or growing the buffer
-  // when it is full. False at the end of the input or on a read error.
+  // Reads more input after the unread bytes, moving them to the front of the buffer first. Grows
+  // the buffer only when it is full and the input cannot be read again (not a regular file).
+  // False at the end of the input, on a read error, or when the buffer is full.
   bool fill();
+  // skipLine() for a line not found whole in the buffer by the last peekLine().
+  bool skipUnfoundLine();
+  // The position in the file of the first unread byte.
+  off_t unreadOffset() const { return readOffset - static_cast<off_t>(end - begin); }
+  // Continues reading at `offset`; a failure counts as the end of the input.
+  void rewindTo(off_t offset);
 
   int fd;
+  bool rereadable = false;  // a regular file, which can be read again from an earlier position
   std::vector<char> buffer;
   std::size_t begin = 0;  // first unread byte
   std::size_t end = 0;    // one past the last buffered byte
+  off_t readOffset = 0;   // the position in the file of buffer[end]
   bool atEnd = false;
-  bool readError = false;
+  // The line last found whole by peekLine(), so that passing over it does not search it again.
+  bool foundFeed = false;
+  std::size_t foundLineBegin = 0;
+  std::size_t foundLineLength = 0;
 };
 
 }  // namespace emailservice

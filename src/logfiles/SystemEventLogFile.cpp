@@ -1,5 +1,6 @@
 #include "logfiles/SystemEventLogFile.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <optional>
@@ -8,9 +9,9 @@
 #include <vector>
 
 #include "CardPaths.h"
+#include "logfiles/LogCopyFile.h"
 #include "logfiles/LogLineReader.h"
 #include "logfiles/LogTimestamp.h"
-#include "logfiles/ReplacementFile.h"
 #include "zorvan/Exec.h"
 
 namespace emailservice {
@@ -23,17 +24,57 @@ constexpr char const kUpdateLog[] = "logUpdate.csv";
 constexpr char const kAccountLog[] = "logAccount.csv";
 constexpr char const kSessionLog[] = "logSession.csv";
 
-// Whether a data line is stamped at or after `fromTime`. A line that does not start with a
-// timestamp has no time at all: it never ends the scan, and is dropped with the older lines.
-bool isStampedFrom(std::string_view line, long fromTime) {
-  // The fraction after the first "." is not part of the stamp; the parser stops before any "."
-  // anyway, so the whole line can be handed over.
-  std::optional<std::int64_t> const stamp = parseLogTimestamp(line);
+// The timestamp is read from at most this many characters other than blanks: the 19 of
+// "2024-05-01T10:00:00" and the one after them, which shows where the seconds end.
+constexpr std::size_t kStampCharacters = 20;
+
+// The blanks that the timestamp parser skips before each number: isspace() of the "C" locale.
+bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// The start of a line too long for the reader's buffer, each run of blanks shortened to one. It
+// parses as the whole line does, since the parser skips any number of blanks before a number and
+// fails on a blank anywhere else; and it holds a few dozen characters, however long the line.
+std::string stampTextOf(LogLineReader& input) {
+  std::string text;
+  std::size_t others = 0;
+  input.inspectLine([&text, &others](std::string_view block) {
+    for (char const c : block) {
+      if (isBlank(c) && !text.empty() && isBlank(text.back())) {
+        continue;
+      }
+      text += c;
+      if (!isBlank(c) && ++others == kStampCharacters) {
+        return false;
+      }
+    }
+    return true;
+  });
+  return text;
+}
+
+// Whether `text`, the whole of a line or the stamp text of a long one, is stamped at or after
+// `fromTime`. A line that does not start with a timestamp has no time at all: it never ends the
+// scan, and is dropped with the older lines. The fraction after the first "." is not part of the
+// stamp; the parser stops before any "." anyway, so the line can be handed over as it is.
+bool isStampedFrom(std::string_view text, long fromTime) {
+  std::optional<std::int64_t> const stamp = parseLogTimestamp(text);
   return stamp.has_value() && fromTime <= *stamp;
 }
 
-bool writeLine(ReplacementFile& output, std::string_view text) {
-  return output.write(text.data(), text.size()) && output.write("\n", 1);
+// Passes over the lines before the first one stamped at or after `fromTime`, and stops at the
+// text after the last line feed when there is none.
+void skipOlderLines(LogLineReader& input, long fromTime) {
+  for (;;) {
+    LogLineReader::LineStart const line = input.peekLine();
+    if (line.terminated) {
+      if (isStampedFrom(line.text, fromTime)) {
+        return;
+      }
+      input.skipLine();
+    } else if (line.whole || isStampedFrom(stampTextOf(input), fromTime) || !input.skipLine()) {
+      return;  // the text after the last line feed, or a long line kept or ending the input
+    }
+  }
 }
 
 }  // namespace
@@ -64,33 +105,29 @@ std::string SystemEventLogFile::getLogFileName() const {
   return " " + d + kUpdateLog + " " + d + kAccountLog + " " + d + kSessionLog + " " + d + kSystemLog;
 }
 
-// The copy is written under a temporary name and put in place only once it is whole: a source
-// that cannot be read to its end, or an output that cannot be written, leaves the earlier copy
-// (if any) as it was. Lines are read whole whatever their length.
+// The copy is written in place, truncating an earlier one. Lines are never held whole: the reader's
+// buffer holds the start of a long line, enough for its stamp, and the line is skipped or
+// streamed. A read error counts as the end of the input. A write that fails removes the copy, so
+// that a cut-off copy never looks complete.
 void SystemEventLogFile::tailFromDate(std::string const& fileName, long fromTime) const {
   LogLineReader input(std::string(paths::kSystemLogDirectory) + fileName);
   if (!input.isOpen()) {
     return;
   }
-  ReplacementFile output(logFileName + fileName);
+  LogCopyFile output(logFileName + fileName);
   if (!output.isOpen()) {
     return;
   }
-  if (!writeLine(output, input.readLine().text)) {
+  auto const write = [&output](char const* data, std::size_t size) { return output.write(data, size); };
+  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
     return;
   }
-  LogLineReader::Line line = input.readLine();
-  while (line.terminated && !isStampedFrom(line.text, fromTime)) {
-    line = input.readLine();
-  }
+  skipOlderLines(input, fromTime);
   // The first line kept, or at the end of the input whatever text followed the last line feed.
-  if (!writeLine(output, line.text)) {
+  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
     return;
   }
-  bool const copied = input.drainTo([&output](char const* data, std::size_t size) { return output.write(data, size); });
-  if (copied && !input.failed()) {
-    output.commit();
-  }
+  input.drainTo(write);
 }
 
 }  // namespace emailservice

@@ -3,11 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "CardPaths.h"
 #include "support/CardTest.h"
@@ -122,6 +130,113 @@ TEST_F(TailFromDate, ScanEndsAtTheEndOfAnInputOfLongLinesWithoutLineFeed) {
   EXPECT_EQ(cut(log, kFirstTime), kHeader + std::string(3 << 20, '9') + "\n");
 }
 
+TEST_F(TailFromDate, StampSpreadOverMoreBlanksThanTheBufferHoldsIsReadWhole) {
+  std::string const blanks(3 << 20, ' ');
+  std::string const spread = "2024-05-01T11:" + blanks + "\t00:" + blanks + "00.0,Info,spread";
+  std::string const log = kHeader + spread + "\n" + kThird;
+  EXPECT_EQ(cut(log, kSecondTime), log);
+  EXPECT_EQ(cut(log, kSecondTime + 1), kHeader + std::string(kThird));
+  std::string const broken = "2024-05-01T11:" + blanks + "00 :00.0,Info,broken\n";
+  EXPECT_EQ(cut(kHeader + broken + kThird, kSecondTime), kHeader + std::string(kThird));
+}
+
+// A log made of `count` copies of each piece, in order.
+struct Piece {
+  std::string text;
+  std::size_t count;
+};
+using Pieces = std::vector<Piece>;
+
+// Writes the pieces without holding the file in memory.
+void writePieces(std::string const& path, Pieces const& pieces) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  for (Piece const& piece : pieces) {
+    for (std::size_t i = 0; i < piece.count; ++i) {
+      out.write(piece.text.data(), static_cast<std::streamsize>(piece.text.size()));
+    }
+  }
+  ASSERT_TRUE(out.good());
+}
+
+// Whether the file holds exactly the pieces, read without holding the file in memory.
+bool holdsPieces(std::string const& path, Pieces const& pieces) {
+  std::ifstream in(path, std::ios::binary);
+  std::string read;
+  for (Piece const& piece : pieces) {
+    read.resize(piece.text.size());
+    for (std::size_t i = 0; i < piece.count; ++i) {
+      if (!in.read(read.data(), static_cast<std::streamsize>(read.size())) || read != piece.text) {
+        return false;
+      }
+    }
+  }
+  return in.peek() == std::char_traits<char>::eof();
+}
+
+long peakMemoryKiB() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+struct HugeLineCase {
+  char const* behaviour;
+  Pieces log;
+  long fromTime;
+  Pieces expected;
+};
+
+std::string hugeCaseName(::testing::TestParamInfo<HugeLineCase> const& test) { return test.param.behaviour; }
+void PrintTo(HugeLineCase const& test, std::ostream* out) { *out << test.behaviour; }
+
+class TailFromDateHugeLine : public TailFromDate, public ::testing::WithParamInterface<HugeLineCase> {};
+
+constexpr std::size_t kHugeBlocks = 16384;  // of 4 KiB: a 64 MiB line
+std::string const kBlock(4096, 'y');
+std::string const kOlderStart = "2024-05-01T10:00:00.0,Info,";
+std::string const kNewerStart = "2024-05-01T11:00:00.0,Info,";
+
+TEST_P(TailFromDateHugeLine, IsCutCorrectlyWithoutBeingHeldInMemory) {
+  writePieces(sourcePath("logSystem.csv"), GetParam().log);
+  long const peakBefore = peakMemoryKiB();
+  logFile.tailFromDate("logSystem.csv", GetParam().fromTime);
+  long const growth = peakMemoryKiB() - peakBefore;
+  EXPECT_TRUE(holdsPieces(copyPath("logSystem.csv"), GetParam().expected));
+  EXPECT_LT(growth, 16 * 1024) << "KiB";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, TailFromDateHugeLine,
+    ::testing::Values(HugeLineCase{"OlderLineIsDropped",
+                                   {{kHeader, 1}, {kOlderStart, 1}, {kBlock, kHugeBlocks}, {"\n", 1}, {kThird, 1}},
+                                   kSecondTime,
+                                   {{kHeader, 1}, {kThird, 1}}},
+                      HugeLineCase{
+                          "NewerLineIsCopied",
+                          {{kHeader, 1}, {kFirst, 1}, {kNewerStart, 1}, {kBlock, kHugeBlocks}, {"\n", 1}, {kThird, 1}},
+                          kSecondTime,
+                          {{kHeader, 1}, {kNewerStart, 1}, {kBlock, kHugeBlocks}, {"\n", 1}, {kThird, 1}}},
+                      HugeLineCase{"OlderLineWithoutLineFeedEndsTheInputAndIsCopied",
+                                   {{kHeader, 1}, {kFirst, 1}, {kOlderStart, 1}, {kBlock, kHugeBlocks}},
+                                   kSecondTime,
+                                   {{kHeader, 1}, {kOlderStart, 1}, {kBlock, kHugeBlocks}, {"\n", 1}}},
+                      HugeLineCase{"HeaderIsCopied",
+                                   {{kBlock, kHugeBlocks}, {"\n", 1}, {kFirst, 1}},
+                                   0,
+                                   {{kBlock, kHugeBlocks}, {"\n", 1}, {kFirst, 1}}}),
+    hugeCaseName);
+
+// A source that is not a regular file cannot be read twice: its long lines are held instead.
+TEST_F(TailFromDate, LongLinesOfASourceReadOnceAreCutAsOthers) {
+  std::string const longLine = kOlderStart + std::string(3 << 20, 'y');
+  std::string const log = kHeader + longLine + "\n" + longLine;
+  ASSERT_EQ(mkfifo(sourcePath("logSystem.csv").c_str(), 0600), 0);
+  std::thread writer([&log] { writeFile(sourcePath("logSystem.csv"), log); });
+  logFile.tailFromDate("logSystem.csv", kSecondTime);
+  writer.join();
+  EXPECT_EQ(readFile(copyPath("logSystem.csv")), kHeader + longLine + "\n");
+}
+
 TEST_F(TailFromDate, MissingSourceLeavesTheEarlierCopyAsItWas) {
   writeFile(copyPath("logUpdate.csv"), "earlier copy\n");
   logFile.tailFromDate("logUpdate.csv", 0);
@@ -130,12 +245,11 @@ TEST_F(TailFromDate, MissingSourceLeavesTheEarlierCopyAsItWas) {
   EXPECT_FALSE(fileExists(copyPath("logAccount.csv")));
 }
 
-TEST_F(TailFromDate, UnreadableSourceLeavesNoCopy) {
+TEST_F(TailFromDate, SourceThatOpensButCannotBeReadGivesTheHeaderLineThenAnEmptyLine) {
   std::filesystem::create_directory(sourcePath("logSession.csv"));
   writeFile(copyPath("logSession.csv"), "earlier copy\n");
   logFile.tailFromDate("logSession.csv", 0);
-  EXPECT_EQ(readFile(copyPath("logSession.csv")), "earlier copy\n");
-  EXPECT_FALSE(fileExists(copyPath("logSession.csv.part")));
+  EXPECT_EQ(readFile(copyPath("logSession.csv")), "\n\n");
 }
 
 TEST_F(TailFromDate, MissingOutputDirectoryWritesNothing) {
@@ -145,12 +259,53 @@ TEST_F(TailFromDate, MissingOutputDirectoryWritesNothing) {
   EXPECT_FALSE(fileExists(std::string(paths::kWorkDirectory) + "missing"));
 }
 
-TEST_F(TailFromDate, OutputThatCannotBeReplacedIsLeftAsItWasWithoutTemporaryFile) {
+TEST_F(TailFromDate, OutputThatCannotBeOpenedIsSkippedAndLeftAsItWas) {
   std::filesystem::create_directories(copyPath("logSystem.csv") + "/inside");
   writeFile(sourcePath("logSystem.csv"), kLog);
   logFile.tailFromDate("logSystem.csv", 0);
   EXPECT_TRUE(std::filesystem::is_directory(copyPath("logSystem.csv") + "/inside"));
-  EXPECT_FALSE(fileExists(copyPath("logSystem.csv.part")));
+  EXPECT_EQ(
+      std::distance(std::filesystem::directory_iterator(paths::kWorkDirectory), std::filesystem::directory_iterator()),
+      1);
+}
+
+TEST_F(TailFromDate, CopyWrittenThroughALinkIsWrittenInPlace) {
+  writeFile(copyPath("target.csv"), "earlier copy, longer than the new one\n");
+  std::filesystem::create_symlink(copyPath("target.csv"), copyPath("logSystem.csv"));
+  EXPECT_EQ(cut(kLog, kThirdTime), kHeader + std::string(kThird));
+  EXPECT_TRUE(std::filesystem::is_symlink(copyPath("logSystem.csv")));
+  EXPECT_EQ(readFile(copyPath("target.csv")), kHeader + std::string(kThird));
+}
+
+TEST_F(TailFromDate, WriteRefusedByAFullDeviceRemovesTheCopy) {
+  std::filesystem::create_symlink("/dev/full", copyPath("logSystem.csv"));
+  writeFile(sourcePath("logSystem.csv"), kLog);
+  logFile.tailFromDate("logSystem.csv", 0);
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(copyPath("logSystem.csv"))));
+}
+
+// The file size limit makes the file system refuse the write that would pass it, part way through
+// the copy, as a full disk does.
+TEST_F(TailFromDate, WriteFailingPartWayRemovesTheCutOffCopy) {
+  std::string log = kHeader;
+  for (int i = 0; i < 20000; ++i) {
+    log += kThird;
+  }
+  writeFile(sourcePath("logSystem.csv"), log);
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  struct sigaction savedAction {};
+  ASSERT_EQ(sigaction(SIGXFSZ, &ignore, &savedAction), 0);
+  rlimit saved{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+  rlimit limited = saved;
+  limited.rlim_cur = 100000;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limited), 0);
+  logFile.tailFromDate("logSystem.csv", 0);
+  setrlimit(RLIMIT_FSIZE, &saved);
+  sigaction(SIGXFSZ, &savedAction, nullptr);
+  EXPECT_FALSE(fileExists(copyPath("logSystem.csv")));
+  EXPECT_GT(log.size(), 100000U);
 }
 
 TEST_F(TailFromDate, RewritesAnEarlierLongerCopyCompletely) {
