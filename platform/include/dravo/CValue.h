@@ -8,7 +8,7 @@ namespace dravo {
 class CValue {
  public:
   CValue() = default;
-  explicit CValue(std::string text) : text(std::move(text)) {}
+  explicit CValue(std::string value) : text(std::move(value)) {}
 
   // The value as text, in the platform's notation; an empty value gives the empty text.
   std::string as_string() const { return text; }

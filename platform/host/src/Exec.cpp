@@ -1,0 +1,330 @@
+#include "zorvan/Exec.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <system_error>
+#include <thread>
+
+#include "simcard/SimulatedCard.h"
+
+namespace zorvan {
+
+namespace {
+
+// Exit status of the child when it cannot start the program; the parent learns the real cause
+// through the error pipe, so this value never reaches the caller.
+constexpr int kCannotStart = 127;
+
+[[noreturn]] void throwErrno(int error, std::string const& what) {
+  throw std::system_error(error, std::generic_category(), what);
+}
+
+// A file descriptor closed at the end of its scope.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) : fd(descriptor) {}
+  ~Descriptor() { close(); }
+  Descriptor(Descriptor const&) = delete;
+  Descriptor& operator=(Descriptor const&) = delete;
+
+  int get() const { return fd; }
+  bool isOpen() const { return fd >= 0; }
+  void close() {
+    if (fd >= 0) {
+      ::close(fd);
+      fd = -1;
+    }
+  }
+  void reset(int descriptor) {
+    close();
+    fd = descriptor;
+  }
+
+ private:
+  int fd = -1;
+};
+
+// A pipe whose two ends are closed on exec, so that no other program started meanwhile keeps
+// them open.
+struct Pipe {
+  Descriptor readEnd;
+  Descriptor writeEnd;
+
+  Pipe() {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+      throwErrno(errno, "cannot create a pipe");
+    }
+    readEnd.reset(ends[0]);
+    writeEnd.reset(ends[1]);
+    ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+  }
+};
+
+// In the child: wires the pipes to the standard streams and starts the program. Only calls that
+// are safe after fork. On failure writes errno to the error pipe.
+[[noreturn]] void startChild(std::vector<char*> const& argv, Pipe& input, Pipe& output, Pipe& error, Pipe& startError) {
+  // Its own process group, so that a timeout ends the program together with its children.
+  ::setpgid(0, 0);
+  if (::dup2(input.readEnd.get(), STDIN_FILENO) < 0 || ::dup2(output.writeEnd.get(), STDOUT_FILENO) < 0 ||
+      ::dup2(error.writeEnd.get(), STDERR_FILENO) < 0) {
+    int const cause = errno;
+    (void)!::write(startError.writeEnd.get(), &cause, sizeof cause);
+    ::_exit(kCannotStart);
+  }
+  // dup2 clears close-on-exec on the standard streams; every other descriptor closes on exec.
+  ::execvp(argv[0], argv.data());
+  int const cause = errno;
+  (void)!::write(startError.writeEnd.get(), &cause, sizeof cause);
+  ::_exit(kCannotStart);
+}
+
+// Reads what the child reported on the error pipe: 0 when the program was started (the pipe
+// closed on exec), otherwise the errno of the failure.
+int readStartError(Descriptor& startError) {
+  int cause = 0;
+  ssize_t got;
+  do {
+    got = ::read(startError.get(), &cause, sizeof cause);
+  } while (got < 0 && errno == EINTR);
+  return got == static_cast<ssize_t>(sizeof cause) ? cause : 0;
+}
+
+int exitStatusOf(int status) {
+  if (WIFEXITED(status)) {
+    return WEXITSTATUS(status);
+  }
+  if (WIFSIGNALED(status)) {
+    return 128 + WTERMSIG(status);
+  }
+  return -1;
+}
+
+int waitForChild(pid_t child) {
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0) {
+    if (errno != EINTR) {
+      return -1;
+    }
+  }
+  return exitStatusOf(status);
+}
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+// Waits for the child until `deadline`; false when it is still running then. Covers a program
+// that closed its output early and runs on.
+bool waitForChildUntil(pid_t child, Deadline deadline, int& exitStatus) {
+  for (;;) {
+    int status = 0;
+    pid_t const ended = ::waitpid(child, &status, WNOHANG);
+    if (ended == child) {
+      exitStatus = exitStatusOf(status);
+      return true;
+    }
+    if (ended < 0 && errno != EINTR) {
+      exitStatus = -1;
+      return true;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+// Ends the program and whatever it started (its process group), and collects its status.
+int killChild(pid_t child) {
+  ::kill(-child, SIGKILL);
+  ::kill(child, SIGKILL);
+  return waitForChild(child);
+}
+
+// Writes to the program's standard input without letting SIGPIPE end the caller when the program
+// has closed it: the signal is blocked for the write and a SIGPIPE it raised is consumed.
+ssize_t writeWithoutSigpipe(int fd, char const* data, std::size_t size) {
+  sigset_t pipeSignal;
+  sigset_t previous;
+  sigemptyset(&pipeSignal);
+  sigaddset(&pipeSignal, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+  sigset_t pending;
+  sigpending(&pending);
+  bool const wasPending = sigismember(&pending, SIGPIPE) == 1;
+
+  ssize_t written = ::write(fd, data, size);
+  int const cause = errno;
+  if (written < 0 && cause == EPIPE && !wasPending) {
+    timespec const noWait{0, 0};
+    while (::sigtimedwait(&pipeSignal, nullptr, &noWait) < 0 && errno == EINTR) {
+    }
+  }
+  ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  errno = cause;
+  return written;
+}
+
+// Moves data between the caller and the running child until both output pipes are closed or the
+// deadline passes. Returns false on timeout.
+class Exchange {
+ public:
+  Exchange(std::string const& input, Descriptor& toChild, Descriptor& fromOut, Descriptor& fromErr)
+      : in(input), stdinFd(toChild), stdoutFd(fromOut), stderrFd(fromErr) {
+    if (in.empty()) {
+      stdinFd.close();
+    } else {
+      ::fcntl(stdinFd.get(), F_SETFL, ::fcntl(stdinFd.get(), F_GETFL) | O_NONBLOCK);
+    }
+  }
+
+  bool run(unsigned int timeoutSeconds, Deadline deadline, std::stringstream* out, std::stringstream* err) {
+    while (stdoutFd.isOpen() || stderrFd.isOpen()) {
+      int waitMs = -1;
+      if (timeoutSeconds > 0) {
+        auto const left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+          return false;
+        }
+        waitMs = static_cast<int>(left.count());
+      }
+      pollfd fds[3] = {{stdinFd.get(), POLLOUT, 0}, {stdoutFd.get(), POLLIN, 0}, {stderrFd.get(), POLLIN, 0}};
+      int const ready = ::poll(fds, 3, waitMs);
+      if (ready < 0) {
+        if (errno == EINTR) {
+          continue;
+        }
+        throwErrno(errno, "cannot wait for the program's output");
+      }
+      if (fds[0].revents != 0) {
+        feedInput();
+      }
+      if (fds[1].revents != 0) {
+        drain(stdoutFd, out);
+      }
+      if (fds[2].revents != 0) {
+        drain(stderrFd, err);
+      }
+    }
+    return true;
+  }
+
+ private:
+  void feedInput() {
+    ssize_t const written = writeWithoutSigpipe(stdinFd.get(), in.data() + sent, in.size() - sent);
+    if (written < 0) {
+      if (errno != EAGAIN && errno != EINTR) {
+        // The program closed its input early; what it did not read is dropped.
+        stdinFd.close();
+      }
+      return;
+    }
+    sent += static_cast<std::size_t>(written);
+    if (sent == in.size()) {
+      stdinFd.close();
+    }
+  }
+
+  static void drain(Descriptor& fd, std::stringstream* sink) {
+    char buffer[65536];
+    ssize_t const got = ::read(fd.get(), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) {
+      return;
+    }
+    if (got <= 0) {
+      fd.close();
+      return;
+    }
+    if (sink != nullptr) {
+      sink->write(buffer, got);
+    }
+  }
+
+  std::string const& in;
+  std::size_t sent = 0;
+  Descriptor& stdinFd;
+  Descriptor& stdoutFd;
+  Descriptor& stderrFd;
+};
+
+int runHook(simcard::SimulatedCard::CommandHook const& hook, std::vector<std::string> const& args,
+            std::string const& input, std::stringstream* out) {
+  std::string printed;
+  int const status = hook(args, input, printed);
+  if (out != nullptr) {
+    *out << printed;
+  }
+  return status;
+}
+
+}  // namespace
+
+int exec(std::vector<std::string> args, std::string const& input, unsigned int timeoutSeconds, std::stringstream* out,
+         std::stringstream* err) {
+  auto const& hook = simcard::SimulatedCard::instance().getCommandHook();
+  if (hook) {
+    return runHook(hook, args, input, out);
+  }
+  if (args.empty()) {
+    throwErrno(EINVAL, "no program to run");
+  }
+  std::vector<char*> argv;
+  for (auto& arg : args) {
+    argv.push_back(arg.data());
+  }
+  argv.push_back(nullptr);
+
+  Pipe input_;
+  Pipe output;
+  Pipe error;
+  Pipe startError;
+  pid_t const child = ::fork();
+  if (child < 0) {
+    throwErrno(errno, "cannot start " + args[0]);
+  }
+  if (child == 0) {
+    startChild(argv, input_, output, error, startError);
+  }
+  input_.readEnd.close();
+  output.writeEnd.close();
+  error.writeEnd.close();
+  startError.writeEnd.close();
+
+  if (int const cause = readStartError(startError.readEnd); cause != 0) {
+    waitForChild(child);
+    throwErrno(cause, "cannot start " + args[0]);
+  }
+  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
+  Exchange exchange(input, input_.writeEnd, output.readEnd, error.readEnd);
+  bool inTime = false;
+  try {
+    inTime = exchange.run(timeoutSeconds, deadline, out, err);
+  } catch (...) {
+    killChild(child);
+    throw;
+  }
+  if (!inTime) {
+    // Their output is no longer waited for.
+    return killChild(child);
+  }
+  if (timeoutSeconds == 0) {
+    return waitForChild(child);
+  }
+  int status = 0;
+  return waitForChildUntil(child, deadline, status) ? status : killChild(child);
+}
+
+Exec::Exec(std::vector<std::string> const& args, unsigned int timeoutSeconds)
+    : status(exec(args, "", timeoutSeconds, nullptr, nullptr)) {}
+
+}  // namespace zorvan

@@ -1,0 +1,41 @@
+#include "emailservice/EmailService.h"
+
+#include "cdsapi/CdsAccessor.h"
+#include "cdsapi/OobAccessor.h"
+#include "dravo_config.pb.h"
+#include "emailservice/EmailConfig.h"
+
+namespace emailservice {
+
+namespace {
+
+// Only the configuration that a Test or Periodic event addresses answers with these codes.
+bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || code == ErrorCode::TestEmailFailed; }
+
+}  // namespace
+
+ErrorCode EmailService::manageEmails(EmailEvent const& event) {
+  dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
+  dravo::proto::EmailConfigurationList const list = record.emailconfigurationlist();
+  bool const hideIpAddress = list.hideipaddress().value();
+
+  ErrorCode result = ErrorCode::Success;
+  // Entry 0 is the template of new configurations, never a recipient set of its own.
+  for (int i = 1; i < list.configurations_size(); ++i) {
+    dravo::proto::EmailConfiguration const configuration = list.configurations(i);
+    if (configuration.enabled().value()) {
+      EmailConfig emailConfig(cdsAccessor, event, configuration);
+      result = emailConfig.manageEmail(hideIpAddress);
+      if (endsWalk(result)) {
+        break;
+      }
+    } else if (event.type == EventType::Test && configuration.id().value() == event.code) {
+      // A test asked of a disabled configuration fails, and no other configuration answers it.
+      result = ErrorCode::TestEmailFailed;
+      break;
+    }
+  }
+  return result;
+}
+
+}  // namespace emailservice

@@ -1,0 +1,216 @@
+#include "logfiles/SystemEventLogFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "CardPaths.h"
+#include "support/CardTest.h"
+
+namespace emailservice {
+namespace {
+
+using namespace std::string_literals;
+using testing::CardTest;
+using testing::fileExists;
+using testing::readFile;
+using testing::writeFile;
+
+constexpr char const kHeader[] = "Date,Level,Message\n";
+constexpr char const kFirst[] = "2024-05-01T10:00:00.100,Info,User admin logged in from 192.168.1.10\n";
+constexpr char const kSecond[] = "2024-05-01T11:00:00.900,Warning,Configuration changed\n";
+constexpr char const kThird[] = "2024-05-01T12:00:00.000,Info,User admin logged out\n";
+constexpr long kFirstTime = 1714557600;  // 2024-05-01T10:00:00Z
+constexpr long kSecondTime = kFirstTime + 3600;
+constexpr long kThirdTime = kFirstTime + 7200;
+
+std::string sourcePath(std::string const& name) { return std::string(paths::kSystemLogDirectory) + name; }
+std::string copyPath(std::string const& name) { return std::string(paths::kWorkDirectory) + name; }
+
+class TailFromDate : public CardTest {
+ protected:
+  // Cuts `log` (as "logSystem.csv") from `fromTime` and returns the copy.
+  std::string cut(std::string const& log, long fromTime) {
+    writeFile(sourcePath("logSystem.csv"), log);
+    logFile.tailFromDate("logSystem.csv", fromTime);
+    return readFile(copyPath("logSystem.csv"));
+  }
+
+  SystemEventLogFile logFile{paths::kWorkDirectory};
+};
+
+struct CutCase {
+  char const* behaviour;
+  std::string log;
+  long fromTime;
+  std::string expected;
+};
+
+class TailFromDateTable : public TailFromDate, public ::testing::WithParamInterface<CutCase> {};
+
+TEST_P(TailFromDateTable, CopiesTheHeaderAndTheLinesFromTheFirstOneStampedAtOrAfterTheStart) {
+  EXPECT_EQ(cut(GetParam().log, GetParam().fromTime), GetParam().expected);
+}
+
+std::string const kLog = kHeader + std::string(kFirst) + kSecond + kThird;
+
+INSTANTIATE_TEST_SUITE_P(
+    Cuts, TailFromDateTable,
+    ::testing::Values(
+        CutCase{"StartBeforeEveryLineKeepsTheWholeLog", kLog, kFirstTime - 1, kLog},
+        CutCase{"LineStampedExactlyAtTheStartIsTheFirstCopied", kLog, kSecondTime, kHeader + std::string(kSecond) + kThird},
+        CutCase{"FractionOfASecondIsIgnored", kLog, kSecondTime + 1, kHeader + std::string(kThird)},
+        CutCase{"AllLinesOlderGiveTheHeaderAndAnEmptyLine", kLog, kThirdTime + 1, kHeader + "\n"s},
+        CutCase{"HeaderOnlyGivesTheHeaderAndAnEmptyLine", kHeader, 0, kHeader + "\n"s},
+        CutCase{"EmptyLogGivesTwoEmptyLines", "", 0, "\n\n"},
+        CutCase{"HeaderWithoutLineFeedGetsOne", "Date,Level,Message", 0, kHeader + "\n"s},
+        CutCase{"LaterLinesFollowWhateverTheirStamp",
+                kHeader + std::string(kFirst) + kThird + kSecond + "not a stamp\n" + kFirst, kThirdTime,
+                kHeader + std::string(kThird) + kSecond + "not a stamp\n" + kFirst},
+        CutCase{"UnterminatedLastLineIsCopiedWithALineFeedEvenWhenOlder", kHeader + std::string(kFirst) + "2024-05-01T10:30:00.0,Info,last",
+                kThirdTime, kHeader + "2024-05-01T10:30:00.0,Info,last\n"s},
+        CutCase{"UnterminatedLastLineAfterTheStartStaysUnterminated", kHeader + std::string(kFirst) + kSecond + "tail",
+                kFirstTime, kHeader + std::string(kFirst) + kSecond + "tail"},
+        CutCase{"CrLfLinesAreCopiedUnchanged",
+                "Date,Level\r\n2024-05-01T10:00:00.1,Info\r\n2024-05-01T11:00:00.1,Info\r\n", kSecondTime,
+                "Date,Level\r\n2024-05-01T11:00:00.1,Info\r\n"},
+        CutCase{"LineWithoutStampBeforeTheStartIsDropped",
+                kHeader + "garbage before\n"s + kFirst + "\n" + kSecond, kSecondTime, kHeader + std::string(kSecond)},
+        CutCase{"PartlyParsedStampTakesNoFieldFromAnEarlierLine",
+                kHeader + std::string(kFirst) + "2024-06-01Tbroken,Info,x\n2024-06-01T10:00,Info,y\n" + kSecond,
+                kSecondTime, kHeader + std::string(kSecond)},
+        CutCase{"OutOfRangeMonthIsNotAStamp", kHeader + "2024-13-01T11:30:00.0,Info,x\n"s + kThird, kSecondTime,
+                kHeader + std::string(kThird)},
+        CutCase{"StampWithoutFractionIsRead", kHeader + "2024-05-01T11:00:00,Info,no fraction\n"s, kSecondTime,
+                kHeader + "2024-05-01T11:00:00,Info,no fraction\n"s},
+        CutCase{"NulBytesAreCopiedUnchanged", kHeader + "2024-05-01T11:00:00.0,Info,a\0b\n"s + kThird, kSecondTime,
+                kHeader + "2024-05-01T11:00:00.0,Info,a\0b\n"s + kThird},
+        CutCase{"NulInsideTheStampEndsIt", kHeader + "2024-05-01T11:\0"s "00:00.0,Info\n"s + kThird, kSecondTime,
+                kHeader + std::string(kThird)},
+        CutCase{"LineLongerThanTheLineBufferIsCopiedWhole",
+                kHeader + "2024-05-01T11:00:00.0,Info,"s + std::string(1000, 'x') + "\n" + kThird, kSecondTime,
+                kHeader + "2024-05-01T11:00:00.0,Info,"s + std::string(1000, 'x') + "\n" + kThird},
+        CutCase{"LongOlderLineIsSkippedWhole",
+                kHeader + "2024-05-01T10:00:00.0,Info,"s + std::string(1000, '2') + "\n" + kThird, kSecondTime,
+                kHeader + std::string(kThird)}),
+    [](::testing::TestParamInfo<CutCase> const& info) { return info.param.behaviour; });
+
+TEST_F(TailFromDate, MebibyteLinesAreSkippedOrCopiedWhole) {
+  std::string const longLine = "2024-05-01T10:00:00.0,Info," + std::string(1 << 20, 'y');
+  std::string const log = kHeader + longLine + "\n" + longLine + "\n" + kThird + longLine;
+  EXPECT_EQ(cut(log, kThirdTime), kHeader + std::string(kThird) + longLine);
+  EXPECT_EQ(cut(log, kFirstTime), log);
+}
+
+TEST_F(TailFromDate, ScanEndsAtTheEndOfAnInputOfLongLinesWithoutLineFeed) {
+  std::string const log = kHeader + std::string(3 << 20, '9');
+  EXPECT_EQ(cut(log, kFirstTime), kHeader + std::string(3 << 20, '9') + "\n");
+}
+
+TEST_F(TailFromDate, MissingSourceLeavesTheEarlierCopyAsItWas) {
+  writeFile(copyPath("logUpdate.csv"), "earlier copy\n");
+  logFile.tailFromDate("logUpdate.csv", 0);
+  EXPECT_EQ(readFile(copyPath("logUpdate.csv")), "earlier copy\n");
+  logFile.tailFromDate("logAccount.csv", 0);
+  EXPECT_FALSE(fileExists(copyPath("logAccount.csv")));
+}
+
+TEST_F(TailFromDate, UnreadableSourceLeavesNoCopy) {
+  std::filesystem::create_directory(sourcePath("logSession.csv"));
+  writeFile(copyPath("logSession.csv"), "earlier copy\n");
+  logFile.tailFromDate("logSession.csv", 0);
+  EXPECT_EQ(readFile(copyPath("logSession.csv")), "earlier copy\n");
+  EXPECT_FALSE(fileExists(copyPath("logSession.csv.part")));
+}
+
+TEST_F(TailFromDate, MissingOutputDirectoryWritesNothing) {
+  writeFile(sourcePath("logSystem.csv"), kLog);
+  SystemEventLogFile elsewhere(std::string(paths::kWorkDirectory) + "missing/");
+  elsewhere.tailFromDate("logSystem.csv", 0);
+  EXPECT_FALSE(fileExists(std::string(paths::kWorkDirectory) + "missing"));
+}
+
+TEST_F(TailFromDate, OutputThatCannotBeReplacedIsLeftAsItWasWithoutTemporaryFile) {
+  std::filesystem::create_directories(copyPath("logSystem.csv") + "/inside");
+  EXPECT_EQ(cut(kLog, 0), "");  // reading a directory gives nothing
+  EXPECT_TRUE(std::filesystem::is_directory(copyPath("logSystem.csv") + "/inside"));
+  EXPECT_FALSE(fileExists(copyPath("logSystem.csv.part")));
+}
+
+TEST_F(TailFromDate, RewritesAnEarlierLongerCopyCompletely) {
+  writeFile(copyPath("logSystem.csv"), std::string(10000, 'z'));
+  EXPECT_EQ(cut(kLog, kThirdTime), kHeader + std::string(kThird));
+}
+
+TEST_F(TailFromDate, GenerateFilesFromDateCutsTheFourLogsAndAlwaysSucceeds) {
+  writeFile(sourcePath("logSystem.csv"), kLog);
+  writeFile(sourcePath("logUpdate.csv"), "Update\n" + std::string(kSecond));
+  writeFile(sourcePath("logAccount.csv"), "Account\n" + std::string(kFirst) + kThird);
+  writeFile(copyPath("logSession.csv"), "earlier\n");  // its source is missing
+
+  EXPECT_EQ(logFile.generateFilesFromDate(kSecondTime), 0);
+
+  EXPECT_EQ(readFile(copyPath("logSystem.csv")), kHeader + std::string(kSecond) + kThird);
+  EXPECT_EQ(readFile(copyPath("logUpdate.csv")), "Update\n" + std::string(kSecond));
+  EXPECT_EQ(readFile(copyPath("logAccount.csv")), "Account\n" + std::string(kThird));
+  EXPECT_EQ(readFile(copyPath("logSession.csv")), "earlier\n");
+}
+
+TEST(SystemEventLogFileNames, ListStartsWithABlankAndNamesUpdateAccountSessionSystem) {
+  SystemEventLogFile const logFile("/tmp/emailService/");
+  EXPECT_EQ(logFile.getLogFileName(),
+            " /tmp/emailService/logUpdate.csv /tmp/emailService/logAccount.csv /tmp/emailService/logSession.csv "
+            "/tmp/emailService/logSystem.csv");
+}
+
+class SystemEventLogFileByCount : public CardTest {};
+
+TEST_F(SystemEventLogFileByCount, RunsTheScriptWithTheDirectoryAndTheCountInDecimal) {
+  recordCommands();
+  SystemEventLogFile logFile(paths::kWorkDirectory);
+  EXPECT_EQ(logFile.generateFiles(25), 0);
+  EXPECT_EQ(logFile.generateFiles(4294967295U), 0);
+  ASSERT_EQ(recordedCommands().size(), 2U);
+  EXPECT_THAT(recordedCommands()[0].args, ::testing::ElementsAre("tailLogFiles.sh", paths::kWorkDirectory, "25"));
+  EXPECT_EQ(recordedCommands()[1].args.at(2), "4294967295");
+}
+
+TEST_F(SystemEventLogFileByCount, ScriptFailureStatusStillCountsAsRun) {
+  recordCommands("", 1);
+  SystemEventLogFile logFile(paths::kWorkDirectory);
+  EXPECT_EQ(logFile.generateFiles(25), 0);
+}
+
+TEST_F(SystemEventLogFileByCount, ScriptThatCannotRunGivesMinusOne) {
+  card().setCommandHook([](std::vector<std::string> const&, std::string const&, std::string&) -> int {
+    throw std::runtime_error("cannot start");
+  });
+  SystemEventLogFile logFile(paths::kWorkDirectory);
+  EXPECT_EQ(logFile.generateFiles(25), -1);
+}
+
+TEST_F(SystemEventLogFileByCount, ScriptMissingFromThePathGivesMinusOne) {
+  std::string const savedPath = std::getenv("PATH");
+  setenv("PATH", "/nonexistent", 1);
+  SystemEventLogFile logFile(paths::kWorkDirectory);
+  std::int32_t const status = logFile.generateFiles(25);
+  setenv("PATH", savedPath.c_str(), 1);
+  EXPECT_EQ(status, -1);
+}
+
+TEST_F(SystemEventLogFileByCount, CardScriptWritesTheLatestEntriesOfEachLog) {
+  writeFile(sourcePath("logSystem.csv"), kLog);
+  writeFile(sourcePath("logSession.csv"), "Session\n" + std::string(kFirst));
+  SystemEventLogFile logFile(paths::kWorkDirectory);
+  EXPECT_EQ(logFile.generateFiles(2), 0);
+  EXPECT_EQ(readFile(copyPath("logSystem.csv")), kHeader + std::string(kSecond) + kThird);
+  EXPECT_EQ(readFile(copyPath("logSession.csv")), "Session\n" + std::string(kFirst));
+  EXPECT_FALSE(fileExists(copyPath("logUpdate.csv")));
+}
+
+}  // namespace
+}  // namespace emailservice

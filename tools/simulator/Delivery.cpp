@@ -1,0 +1,117 @@
+#include "Delivery.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace simulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Settings of the sendemail stand-in, read from its environment.
+constexpr char const kMaildirVariable[] = "SENDEMAIL_MAILDIR";
+constexpr char const kSmtpVariable[] = "SENDEMAIL_SMTP_URL";
+
+// The stand-ins of an installed simulator, relative to its executable, then those of its build tree.
+std::vector<std::string> standInDirectories(std::string const& programPath) {
+  std::vector<std::string> found;
+  std::error_code failure;
+  fs::path const program = fs::canonical(programPath, failure);
+  if (!failure) {
+    fs::path const installed = program.parent_path() / EMAILSERVICE_SIMULATOR_INSTALLED_BIN_DIR;
+    if (fs::is_directory(installed, failure)) {
+      found.push_back(fs::canonical(installed, failure).string());
+    }
+  }
+  if (fs::is_directory(EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR, failure)) {
+    found.push_back(EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR);
+  }
+  return found;
+}
+
+// The first "Subject:" header line of a message file.
+std::string subjectOf(fs::path const& message) {
+  std::ifstream in(message);
+  std::string line;
+  while (std::getline(in, line) && !line.empty() && line != "\r") {
+    if (line.compare(0, 8, "Subject:") == 0) {
+      return line;
+    }
+  }
+  return "(no subject)";
+}
+
+}  // namespace
+
+Delivery::Delivery(std::string maildir, std::string smtpUrl)
+    : maildir(std::move(maildir)), smtpUrl(std::move(smtpUrl)) {}
+
+bool Delivery::configure(std::string const& programPath, std::string& error) {
+  std::vector<std::string> const directories = standInDirectories(programPath);
+  if (directories.empty()) {
+    error = "the card's command stand-ins (sudo, sendemail, tailLogFiles.sh) are not found";
+    return false;
+  }
+  std::string path;
+  for (auto const& directory : directories) {
+    path += directory + ":";
+  }
+  char const* const inherited = std::getenv("PATH");
+  path += inherited != nullptr ? inherited : "/usr/bin:/bin";
+  setenv("PATH", path.c_str(), 1);
+
+  if (!smtpUrl.empty()) {
+    unsetenv(kMaildirVariable);
+    setenv(kSmtpVariable, smtpUrl.c_str(), 1);
+    return true;
+  }
+  std::error_code failure;
+  for (char const* sub : {"new", "cur", "tmp"}) {
+    fs::create_directories(fs::path(maildir) / sub, failure);
+    if (failure) {
+      error = "cannot create the Maildir " + maildir + ": " + failure.message();
+      return false;
+    }
+  }
+  maildir = fs::canonical(maildir).string();
+  unsetenv(kSmtpVariable);
+  setenv(kMaildirVariable, maildir.c_str(), 1);
+  messagesBefore = newMessages();
+  return true;
+}
+
+std::string Delivery::report() const {
+  std::ostringstream text;
+  if (!smtpUrl.empty()) {
+    text << "E-mails were handed to the SMTP server " << smtpUrl << "\n";
+    return text.str();
+  }
+  std::set<std::string> arrived;
+  for (auto const& message : newMessages()) {
+    if (messagesBefore.count(message) == 0) {
+      arrived.insert(message);
+    }
+  }
+  text << "E-mails are delivered into the Maildir " << maildir << " (" << arrived.size()
+       << " new message(s) in this run)\n";
+  for (auto const& message : arrived) {
+    text << "  " << message << "  " << subjectOf(message) << "\n";
+  }
+  return text.str();
+}
+
+std::set<std::string> Delivery::newMessages() const {
+  std::set<std::string> messages;
+  std::error_code failure;
+  for (fs::directory_iterator entry(fs::path(maildir) / "new", failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    messages.insert(entry->path().string());
+  }
+  return messages;
+}
+
+}  // namespace simulator

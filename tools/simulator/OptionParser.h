@@ -1,0 +1,40 @@
+// The simulator's command line: the card file, the event record, the delivery and the reporting.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "emailservice/EmailEvent.h"
+
+namespace simulator {
+
+// What one run of the simulator does.
+struct SimulatorOptions {
+  std::string cardFile;
+  emailservice::EmailEvent event{};
+  std::string maildir;  // delivery into this Maildir, when smtpUrl is empty
+  std::string smtpUrl;  // delivery to this SMTP server
+  bool logResult = false;
+  std::string logConfigurationId;  // empty: chosen from the event
+  bool logConfigurationGiven = false;
+  bool help = false;
+};
+
+// Parses the arguments (without the program name). "--name value" and "--name=value" are both
+// accepted; every option may be given once at most.
+class OptionParser final {
+ public:
+  explicit OptionParser(std::string defaultMaildir);
+
+  // False with `error` set when the command line is not usable.
+  bool parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const;
+
+  static std::string usage(std::string const& program, std::string const& defaultMaildir);
+
+ private:
+  bool apply(std::string const& name, std::string const& value, SimulatorOptions& options, std::string& error) const;
+
+  std::string defaultMaildir;
+};
+
+}  // namespace simulator

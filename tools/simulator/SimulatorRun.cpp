@@ -1,0 +1,126 @@
+#include "SimulatorRun.h"
+
+#include <ostream>
+
+#include "CardPaths.h"
+#include "CardPreparation.h"
+#include "Delivery.h"
+#include "cdsapi/CdsAccessor.h"
+#include "emailservice/EmailConfig.h"
+#include "emailservice/EmailService.h"
+#include "simcard/CardFile.h"
+#include "simcard/SimulatedCard.h"
+
+namespace simulator {
+
+namespace {
+
+using emailservice::ErrorCode;
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUnusable = 2;
+
+// The configuration list of the card's "EMAIL_CONFIGURATION" record; empty when there is none.
+dravo::proto::EmailConfigurationList configurationList(simcard::proto::CardState const& state) {
+  for (auto const& record : state.records()) {
+    if (record.key() == "EMAIL_CONFIGURATION") {
+      return record.value().emailconfigurationlist();
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+SimulatorRun::SimulatorRun(SimulatorOptions const& options, std::string programPath, std::ostream& out,
+                           std::ostream& err)
+    : options(options), programPath(std::move(programPath)), out(out), err(err) {}
+
+std::string SimulatorRun::describe(ErrorCode code) {
+  std::string name = "unknown";
+  switch (code) {
+    case ErrorCode::Success:
+      name = "Success";
+      break;
+    case ErrorCode::TestEmailSucceeded:
+      name = "TestEmailSucceeded";
+      break;
+    case ErrorCode::TestEmailFailed:
+      name = "TestEmailFailed";
+      break;
+    case ErrorCode::SendError:
+      name = "SendError";
+      break;
+  }
+  return name + " (" + std::to_string(static_cast<std::int32_t>(code)) + ")";
+}
+
+int SimulatorRun::run() {
+  simcard::proto::CardState state;
+  std::string error;
+  Delivery delivery(options.maildir, options.smtpUrl);
+  if (!loadCard(state) || !CardPreparation(state).prepare(error) || !delivery.configure(programPath, error)) {
+    if (!error.empty()) {
+      err << "emailservice-simulator: " << error << "\n";
+    }
+    return kExitUnusable;
+  }
+  simcard::SimulatedCard::instance().load(state);
+
+  cdsapi::CdsAccessor accessor("emailservice-simulator");
+  emailservice::EmailService service(accessor);
+  ErrorCode const result = service.manageEmails(options.event);
+  out << "Result: " << describe(result) << "\n";
+  if (options.logResult) {
+    logResult(state, result);
+  }
+  out << delivery.report();
+  out << "Body work files are in " << emailservice::paths::kWorkDirectory << "\n";
+  return result == ErrorCode::Success || result == ErrorCode::TestEmailSucceeded ? 0 : kExitFailed;
+}
+
+bool SimulatorRun::loadCard(simcard::proto::CardState& state) {
+  std::string error;
+  if (!simcard::CardFile::load(options.cardFile, state, error)) {
+    err << "emailservice-simulator: cannot load the card file: " << error << "\n";
+    return false;
+  }
+  return true;
+}
+
+void SimulatorRun::logResult(simcard::proto::CardState const& state, ErrorCode code) {
+  std::string const id = logConfigurationId(state);
+  dravo::proto::EmailConfigurationList const list = configurationList(state);
+  dravo::proto::EmailConfiguration configuration;
+  for (int i = 1; i < list.configurations_size(); ++i) {
+    if (list.configurations(i).id().value() == id) {
+      configuration = list.configurations(i);
+      break;
+    }
+  }
+  cdsapi::CdsAccessor accessor("emailservice-simulator");
+  emailservice::EmailConfig(accessor, options.event, configuration).logError(code);
+
+  auto const& entries = simcard::SimulatedCard::instance().cardLog();
+  out << "Card log (" << entries.size() << " entr" << (entries.size() == 1 ? "y" : "ies") << "):\n";
+  for (auto const& entry : entries) {
+    out << "  category " << entry.category << ", event " << entry.eventId << ", severity " << entry.severity << ": "
+        << entry.message << "\n";
+  }
+}
+
+// The configuration a caller would report on: the one the event names, else the first recipient set.
+std::string SimulatorRun::logConfigurationId(simcard::proto::CardState const& state) const {
+  if (options.logConfigurationGiven) {
+    return options.logConfigurationId;
+  }
+  dravo::proto::EmailConfigurationList const list = configurationList(state);
+  for (int i = 1; i < list.configurations_size(); ++i) {
+    if (list.configurations(i).id().value() == options.event.code) {
+      return options.event.code;
+    }
+  }
+  return list.configurations_size() > 1 ? list.configurations(1).id().value() : std::string();
+}
+
+}  // namespace simulator

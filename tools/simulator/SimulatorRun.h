@@ -1,0 +1,35 @@
+// One run of the simulator: load the card, lay out its files, fire the event, report the result.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "OptionParser.h"
+#include "card_state.pb.h"
+#include "emailservice/ErrorCode.h"
+
+namespace simulator {
+
+class SimulatorRun final {
+ public:
+  SimulatorRun(SimulatorOptions const& options, std::string programPath, std::ostream& out, std::ostream& err);
+
+  // The process's exit status: 0 for Success and TestEmailSucceeded, 1 for the failure codes,
+  // 2 when the card file or the card's files could not be prepared.
+  int run();
+
+  // "TestEmailSucceeded (1)"; an unknown value reads "unknown (N)".
+  static std::string describe(emailservice::ErrorCode code);
+
+ private:
+  bool loadCard(simcard::proto::CardState& state);
+  void logResult(simcard::proto::CardState const& state, emailservice::ErrorCode code);
+  std::string logConfigurationId(simcard::proto::CardState const& state) const;
+
+  SimulatorOptions const& options;
+  std::string programPath;
+  std::ostream& out;
+  std::ostream& err;
+};
+
+}  // namespace simulator

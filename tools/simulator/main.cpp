@@ -1,0 +1,42 @@
+// emailservice-simulator: fires one event at the e-mail service of a simulated card.
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "OptionParser.h"
+#include "SimulatorRun.h"
+
+namespace {
+
+constexpr int kExitUsage = 2;
+
+// The simulator's own executable, to find the command stand-ins installed next to it.
+std::string programPath(char const* argv0) {
+  std::error_code failure;
+  std::filesystem::path const self = std::filesystem::read_symlink("/proc/self/exe", failure);
+  return failure ? std::string(argv0) : self.string();
+}
+
+std::string defaultMaildir() {
+  char const* const tmp = std::getenv("TMPDIR");
+  return std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/emailservice-simulator/Maildir";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string const program = argc > 0 ? argv[0] : "emailservice-simulator";
+  std::vector<std::string> const args(argv + (argc > 0 ? 1 : 0), argv + argc);
+  simulator::SimulatorOptions options;
+  std::string error;
+  if (!simulator::OptionParser(defaultMaildir()).parse(args, options, error)) {
+    std::cerr << "emailservice-simulator: " << error << "\nTry '" << program << " --help'.\n";
+    return kExitUsage;
+  }
+  if (options.help) {
+    std::cout << simulator::OptionParser::usage(program, defaultMaildir());
+    return 0;
+  }
+  return simulator::SimulatorRun(options, programPath(program.c_str()), std::cout, std::cerr).run();
+}
