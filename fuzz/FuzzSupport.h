@@ -25,7 +25,7 @@ inline void check(bool holds, char const* what, std::string const& detail = "") 
 // so any input decodes to some value.
 class FuzzInput {
  public:
-  FuzzInput(std::uint8_t const* data, std::size_t size) : data(data), size(size) {}
+  FuzzInput(std::uint8_t const* bytes, std::size_t length) : data(bytes), size(length) {}
 
   std::uint8_t byte();
   std::int32_t int32();

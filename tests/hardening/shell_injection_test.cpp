@@ -165,15 +165,13 @@ class ShellInjectionTest : public CardTest {
 
 class HostileValueTest : public ShellInjectionTest, public ::testing::WithParamInterface<Place> {};
 
-std::string shortName(HostileValue const& hostile) { return hostile.name; }
-
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
 
 TEST_P(HostileValueTest, ReachesSendemailAsPlainTextAndRunsNothing) {
   auto const values = hostileValues();
   ASSERT_GE(values.size(), 100U);
   for (auto const& hostile : values) {
-    SCOPED_TRACE(shortName(hostile));
+    SCOPED_TRACE(hostile.name);
     Outcome const outcome = send(GetParam(), hostile.value);
     EXPECT_EQ(outcome.effect, Effect::Harmless) << effectName(outcome.effect);
     EXPECT_EQ(outcome.words, outcome.intended);
@@ -188,7 +186,7 @@ TEST_P(HostileValueTest, HasTheDocumentedEffectInTheDefaultBuild) {
   auto const values = hostileValues();
   ASSERT_GE(values.size(), 100U);
   for (auto const& hostile : values) {
-    SCOPED_TRACE(shortName(hostile));
+    SCOPED_TRACE(hostile.name);
     Outcome const outcome = send(GetParam(), hostile.value);
     Effect const documented = GetParam() == Place::Recipients ? hostile.inRecipients : hostile.inSubject;
     EXPECT_EQ(outcome.effect, documented) << "observed " << effectName(outcome.effect) << ", documented "
@@ -201,7 +199,7 @@ TEST_P(HostileValueTest, HasTheDocumentedEffectInTheDefaultBuild) {
 
 INSTANTIATE_TEST_SUITE_P(Places, HostileValueTest,
                          ::testing::Values(Place::DeviceName, Place::Description, Place::Recipients),
-                         [](::testing::TestParamInfo<Place> const& info) { return placeName(info.param); });
+                         [](::testing::TestParamInfo<Place> const& place) { return placeName(place.param); });
 
 // Both builds must hand sendemail the same words for ordinary values, attachments included.
 TEST_F(ShellInjectionTest, OrdinaryValuesReachSendemailAsTheExpectedWords) {
