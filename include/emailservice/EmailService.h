@@ -14,7 +14,7 @@ namespace emailservice {
 class EMAILSERVICE_EXPORT EmailService {
  public:
   // The caller owns the accessor and keeps it alive as long as this object.
-  explicit EmailService(cdsapi::CdsAccessor& cdsAccessor) : cdsAccessor(cdsAccessor) {}
+  explicit EmailService(cdsapi::CdsAccessor& accessor) : cdsAccessor(accessor) {}
 
   // Reads the e-mail configurations from the data store, lets every enabled one (from the second
   // entry on) send what the event calls for, and returns the result of the last one that set it.

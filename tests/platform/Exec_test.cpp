@@ -45,9 +45,8 @@ TEST_F(ExecTest, FeedsTheInputAndClosesIt) {
 
 TEST_F(ExecTest, EmptyInputGivesAnEmptyStandardInput) {
   std::stringstream out;
-  EXPECT_EQ(runShell("wc -c", "", &out, nullptr), 0);
-  EXPECT_EQ(out.str().find_first_not_of(' '), out.str().find('0'));
-  EXPECT_EQ(std::stoi(out.str()), 0);
+  EXPECT_EQ(runShell("wc -c | tr -d ' '", "", &out, nullptr), 0);
+  EXPECT_EQ(out.str(), "0\n");
 }
 
 TEST_F(ExecTest, LargeInputAndOutputDoNotDeadlock) {

@@ -31,7 +31,6 @@ constexpr int kCannotStart = 127;
 class Descriptor {
  public:
   Descriptor() = default;
-  explicit Descriptor(int descriptor) : fd(descriptor) {}
   ~Descriptor() { close(); }
   Descriptor(Descriptor const&) = delete;
   Descriptor& operator=(Descriptor const&) = delete;
@@ -271,7 +270,8 @@ int runHook(simcard::SimulatedCard::CommandHook const& hook, std::vector<std::st
 
 int exec(std::vector<std::string> args, std::string const& input, unsigned int timeoutSeconds, std::stringstream* out,
          std::stringstream* err) {
-  auto const& hook = simcard::SimulatedCard::instance().getCommandHook();
+  // A copy: the hook may replace itself while it runs.
+  auto const hook = simcard::SimulatedCard::instance().getCommandHook();
   if (hook) {
     return runHook(hook, args, input, out);
   }
@@ -284,20 +284,20 @@ int exec(std::vector<std::string> args, std::string const& input, unsigned int t
   }
   argv.push_back(nullptr);
 
-  Pipe input_;
-  Pipe output;
-  Pipe error;
+  Pipe stdinPipe;
+  Pipe stdoutPipe;
+  Pipe stderrPipe;
   Pipe startError;
   pid_t const child = ::fork();
   if (child < 0) {
     throwErrno(errno, "cannot start " + args[0]);
   }
   if (child == 0) {
-    startChild(argv, input_, output, error, startError);
+    startChild(argv, stdinPipe, stdoutPipe, stderrPipe, startError);
   }
-  input_.readEnd.close();
-  output.writeEnd.close();
-  error.writeEnd.close();
+  stdinPipe.readEnd.close();
+  stdoutPipe.writeEnd.close();
+  stderrPipe.writeEnd.close();
   startError.writeEnd.close();
 
   if (int const cause = readStartError(startError.readEnd); cause != 0) {
@@ -305,7 +305,7 @@ int exec(std::vector<std::string> args, std::string const& input, unsigned int t
     throwErrno(cause, "cannot start " + args[0]);
   }
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-  Exchange exchange(input, input_.writeEnd, output.readEnd, error.readEnd);
+  Exchange exchange(input, stdinPipe.writeEnd, stdoutPipe.readEnd, stderrPipe.readEnd);
   bool inTime = false;
   try {
     inTime = exchange.run(timeoutSeconds, deadline, out, err);

@@ -1,0 +1,231 @@
+#!/usr/bin/python3
+"""End to end: the card simulator fires every kind of event at the library with the example card,
+the card's sendemail stand-in delivers to a real SMTP server on the loopback, and each delivered
+message is read back and checked: recipients, subject, body and every attachment.
+
+Environment: SIMULATOR (the simulator executable), CARD (the example card), PATH_PREFIX (the
+build's card path prefix, empty for the card's own paths).
+"""
+
+import calendar
+import email
+import email.policy
+import os
+import re
+import socket
+import subprocess
+import time
+import unittest
+
+from aiosmtpd.controller import Controller
+
+SIMULATOR = os.environ["SIMULATOR"]
+CARD = os.environ["CARD"]
+PREFIX = os.environ.get("PATH_PREFIX", "")
+WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
+LOG_DIRECTORY = PREFIX + "/flash/log/"
+UPS_RECORDS = PREFIX + "/tmp/logMeasures/ups/records.csv"
+SENSOR_RECORDS = PREFIX + "/tmp/logMeasures/sensors/records.csv"
+
+SYSTEM_NAME = "Server room UPS"
+OPERATIONS = ["ops@example.com"]
+FACILITIES = ["facilities@example.com", "noc@example.com"]
+SYSTEM_LOGS = ["logUpdate.csv", "logAccount.csv", "logSession.csv", "logSystem.csv"]
+
+
+class Recorder:
+    """An SMTP handler that keeps every delivered message, or refuses every one with 550."""
+
+    def __init__(self, refuse=False):
+        self.refuse = refuse
+        self.messages = []
+
+    async def handle_DATA(self, server, session, envelope):
+        if self.refuse:
+            return "550 5.7.1 Delivery refused by the test server"
+        self.messages.append((list(envelope.rcpt_tos), email.message_from_bytes(envelope.content,
+                                                                                 policy=email.policy.default)))
+        return "250 Message accepted"
+
+
+def free_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def read(path):
+    with open(path, "rb") as f:
+        return f.read()
+
+
+def period_start(configuration_id):
+    """The periodStart of a configuration of the example card."""
+    text = read(CARD).decode()
+    block = re.search(r'id \{ value: "%s" \}.*?periodStart \{ value: (\d+) \}' % configuration_id, text, re.S)
+    return int(block.group(1))
+
+
+def log_tail(name, count=25):
+    """What the card's log script keeps of a log: its header and its last `count` lines."""
+    lines = read(LOG_DIRECTORY + name).splitlines(keepends=True)
+    return b"".join(lines[:1] + lines[1:][-count:])
+
+
+def log_from(name, start):
+    """A log cut from a UTC time: its header and every line from the first one stamped at or after it."""
+    lines = read(LOG_DIRECTORY + name).splitlines(keepends=True)
+    for index, line in enumerate(lines[1:], start=1):
+        stamp = calendar.timegm(time.strptime(line.decode().split(".")[0], "%Y-%m-%dT%H:%M:%S"))
+        if stamp >= start:
+            return b"".join(lines[:1] + lines[index:])
+    return lines[0] + b"\n"
+
+
+def measures(path, start=None):
+    """A measures export: the header, then the chosen records with their time written in UTC.
+    Without `start`: the last 24 hours up to the newest record."""
+    lines = read(path).decode().splitlines()
+    records = [(int(line.split(",", 1)[0]), line.split(",", 1)[1]) for line in lines[1:] if line]
+    first = start if start is not None else max(t for t, _ in records) - 24 * 3600
+    chosen = [time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(t)) + "," + rest for t, rest in records if t >= first]
+    return ("\n".join([lines[0]] + chosen) + "\n").encode()
+
+
+class SimulatorCase(unittest.TestCase):
+    refuse = False
+
+    def setUp(self):
+        self.recorder = Recorder(self.refuse)
+        self.port = free_port()
+        self.server = Controller(self.recorder, hostname="127.0.0.1", port=self.port)
+        self.server.start()
+        self.addCleanup(self.server.stop)
+
+    def fire(self, *event, expected_result, expected_status):
+        run = subprocess.run([SIMULATOR, "--card", CARD, "--smtp", "smtp://127.0.0.1:%d" % self.port] + list(event),
+                             capture_output=True, text=True, timeout=120)
+        self.assertEqual(run.returncode, expected_status, run.stdout + run.stderr)
+        self.assertIn("Result: %s\n" % expected_result, run.stdout)
+        return self.recorder.messages
+
+    def single(self, recipients, messages=None):
+        """The one message delivered to exactly `recipients`."""
+        matching = [m for r, m in (messages or self.recorder.messages) if sorted(r) == sorted(recipients)]
+        self.assertEqual(len(matching), 1, "messages to %s" % recipients)
+        return matching[0]
+
+    def check(self, message, subject, body_file, body_lines, attachments):
+        """Subject, body (the work file the library wrote, holding `body_lines`) and attachments
+        (file name to exact content, or to a predicate on the content)."""
+        self.assertEqual(message["Subject"], subject)
+        body = message.get_body(preferencelist=("plain",)).get_content()
+        written = read(WORK_DIRECTORY + body_file).decode()
+        self.assertEqual(body.replace("\r\n", "\n").rstrip("\n"), written.rstrip("\n"))
+        self.assertTrue(body.startswith("== IDENTIFICATION ==") and "System name: %s\n" % SYSTEM_NAME in body, body)
+        for line in body_lines:
+            self.assertIn(line, body)
+        found = {part.get_filename(): part.get_content() for part in message.iter_attachments()}
+        self.assertEqual(sorted(found), sorted(attachments))
+        for name, expected in attachments.items():
+            content = found[name] if isinstance(found[name], bytes) else found[name].encode()
+            if callable(expected):
+                self.assertTrue(expected(content), "%s:\n%s" % (name, content.decode()))
+            else:
+                self.assertEqual(content.replace(b"\r\n", b"\n"), expected, name)
+
+
+def alarm_export_lists(*descriptions, absent=()):
+    def check(content):
+        text = content.decode()
+        return (text.startswith("Raised,Cleared,Level,Device,Description\n") and
+                all(d in text for d in descriptions) and not any(d in text for d in absent))
+    return check
+
+
+ALL_ALARMS = ["On battery", "Input voltage out of range", "Battery temperature high", "Firmware update available",
+              "Battery needs replacement", "Load above 80 percent", "Sensor probe 2 not connected"]
+
+
+class DeliveryTest(SimulatorCase):
+    def test_test_email_reaches_the_addressed_configuration_with_the_recent_system_logs(self):
+        messages = self.fire("--type", "test", "--code", "1", expected_result="TestEmailSucceeded (1)",
+                             expected_status=0)
+        self.assertEqual(len(messages), 1)
+        self.check(self.single(OPERATIONS), SYSTEM_NAME + " - Test email", "1test.txt",
+                   ["= TEST EMAIL ===", " - Info - 00C00F00 - Test email\n", "Host address: https://192.0.2.17\n",
+                    "P/N: UPS3K-RT-230\n", "C/N: Network Management Card 3\n"],
+                   {name: log_tail(name) for name in SYSTEM_LOGS})
+
+    def test_alarm_reaches_every_subscribed_configuration_with_its_own_selection(self):
+        messages = self.fire("--type", "ups", "--level", "critical", "--state", "active", "--code", "2B00",
+                             "--date", "2026-11-22 10:15:00", "--description", "On battery",
+                             expected_result="Success (0)", expected_status=0)
+        self.assertEqual(len(messages), 2)
+        line = "2026-11-22 10:15:00 - Critical - Active - 00002B00 - On battery\n"
+        subject = SYSTEM_NAME + " - Alarm - Active - Critical - On battery"
+        self.check(self.single(OPERATIONS), subject, "1ups.txt",
+                   ["== ALARM LIST ===", line, "Host address: https://192.0.2.17\n"],
+                   {"logAlarm.csv": alarm_export_lists(*ALL_ALARMS), "ups.csv": measures(UPS_RECORDS),
+                    "sensors.csv": measures(SENSOR_RECORDS)})
+        facilities = self.single(FACILITIES)
+        self.check(facilities, subject, "2ups.txt", [line], {})
+        self.assertNotIn("Host address:", facilities.get_body(preferencelist=("plain",)).get_content())
+
+    def test_card_event_goes_only_to_the_configuration_subscribed_to_card_events(self):
+        messages = self.fire("--type", "card", "--level", "warning", "--code", "1A", "--date", "2026-11-22 11:00:00",
+                             "--description", "NTP server not reachable", expected_result="Success (0)",
+                             expected_status=0)
+        self.assertEqual(len(messages), 1)
+        self.check(self.single(OPERATIONS), SYSTEM_NAME + " - System event - Warning - NTP server not reachable",
+                   "1card.txt",
+                   ["= SYSTEM EVENT LIST ===", "2026-11-22 11:00:00 - Warning - 0000001A - NTP server not reachable\n"],
+                   {name: log_tail(name) for name in SYSTEM_LOGS})
+
+    def test_exception_event_replaces_the_alarm_only_where_it_is_listed(self):
+        messages = self.fire("--type", "ups", "--level", "warning", "--state", "cleared", "--code", "2a01",
+                             "--date", "2026-11-22 12:00:00", "--description", "Bypass \"active\"",
+                             expected_result="Success (0)", expected_status=0)
+        self.assertEqual(len(messages), 2)
+        self.check(self.single(OPERATIONS), SYSTEM_NAME + ' - Exception event - Warning - Bypass "active"',
+                   "1ups.txt",
+                   ["== EXCEPTION EVENT ===", '2026-11-22 12:00:00 - Warning - 00002a01 - Bypass "active"\n'],
+                   {"logAlarm.csv": alarm_export_lists(*ALL_ALARMS)})
+        self.check(self.single(FACILITIES), SYSTEM_NAME + ' - Alarm - Cleared - Warning - Bypass "active"',
+                   "2ups.txt", ['2026-11-22 12:00:00 - Warning - Cleared - 00002a01 - Bypass "active"\n'], {})
+
+    def test_periodic_report_covers_the_period_with_logs_cut_to_it(self):
+        start = period_start("1")
+        messages = self.fire("--type", "periodic", "--code", "1", expected_result="TestEmailSucceeded (1)",
+                             expected_status=0)
+        self.assertEqual(len(messages), 1)
+        since = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(start))
+        attachments = {name: log_from(name, start) for name in SYSTEM_LOGS}
+        attachments["logAlarm.csv"] = alarm_export_lists(
+            "Battery temperature high", "Battery needs replacement", "Load above 80 percent",
+            absent=["On battery", "Input voltage out of range"])
+        attachments["ups.csv"] = measures(UPS_RECORDS, start)
+        attachments["sensors.csv"] = measures(SENSOR_RECORDS, start)
+        self.check(self.single(OPERATIONS), SYSTEM_NAME + " - Periodic report", "1report.txt",
+                   ["= PERIODIC REPORT ===", "The following is a periodic report of the period from %s to " % since,
+                    "Battery needs replacement"], attachments)
+
+    def test_test_email_for_a_disabled_configuration_fails_without_mail(self):
+        messages = self.fire("--type", "test", "--code", "3", expected_result="TestEmailFailed (-1)",
+                             expected_status=1)
+        self.assertEqual(messages, [])
+
+
+class RefusedDeliveryTest(SimulatorCase):
+    refuse = True
+
+    def test_refused_alarm_is_a_send_error(self):
+        self.fire("--type", "ups", "--level", "critical", "--code", "2B00", "--description", "On battery",
+                  expected_result="SendError (-2)", expected_status=1)
+
+    def test_refused_test_email_is_a_failed_test(self):
+        self.fire("--type", "test", "--code", "2", expected_result="TestEmailFailed (-1)", expected_status=1)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
