@@ -27,8 +27,9 @@ LogLineReader::~LogLineReader() {
 LogLineReader::Line LogLineReader::readLine() {
   std::size_t searched = begin;
   for (;;) {
-    auto const* feed =
-        end > searched ? static_cast<char const*>(std::memchr(buffer.data() + searched, '\n', end - searched)) : nullptr;
+    auto const* feed = end > searched
+                           ? static_cast<char const*>(std::memchr(buffer.data() + searched, '\n', end - searched))
+                           : nullptr;
     if (feed != nullptr) {
       auto const length = static_cast<std::size_t>(feed - (buffer.data() + begin));
       Line const line{std::string_view(buffer.data() + begin, length), true};

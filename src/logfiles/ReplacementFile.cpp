@@ -10,7 +10,8 @@
 namespace emailservice {
 
 ReplacementFile::ReplacementFile(std::string path)
-    : finalPath(std::move(path)), temporaryPath(finalPath + ".part"),
+    : finalPath(std::move(path)),
+      temporaryPath(finalPath + ".part"),
       fd(::open(temporaryPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
 
 ReplacementFile::~ReplacementFile() { abandon(); }

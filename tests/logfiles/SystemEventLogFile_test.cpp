@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -50,6 +51,10 @@ struct CutCase {
   std::string expected;
 };
 
+// Names the generated tests after the behaviour they check.
+std::string caseName(::testing::TestParamInfo<CutCase> const& test) { return test.param.behaviour; }
+void PrintTo(CutCase const& test, std::ostream* out) { *out << test.behaviour; }
+
 class TailFromDateTable : public TailFromDate, public ::testing::WithParamInterface<CutCase> {};
 
 TEST_P(TailFromDateTable, CopiesTheHeaderAndTheLinesFromTheFirstOneStampedAtOrAfterTheStart) {
@@ -62,7 +67,8 @@ INSTANTIATE_TEST_SUITE_P(
     Cuts, TailFromDateTable,
     ::testing::Values(
         CutCase{"StartBeforeEveryLineKeepsTheWholeLog", kLog, kFirstTime - 1, kLog},
-        CutCase{"LineStampedExactlyAtTheStartIsTheFirstCopied", kLog, kSecondTime, kHeader + std::string(kSecond) + kThird},
+        CutCase{"LineStampedExactlyAtTheStartIsTheFirstCopied", kLog, kSecondTime,
+                kHeader + std::string(kSecond) + kThird},
         CutCase{"FractionOfASecondIsIgnored", kLog, kSecondTime + 1, kHeader + std::string(kThird)},
         CutCase{"AllLinesOlderGiveTheHeaderAndAnEmptyLine", kLog, kThirdTime + 1, kHeader + "\n"s},
         CutCase{"HeaderOnlyGivesTheHeaderAndAnEmptyLine", kHeader, 0, kHeader + "\n"s},
@@ -71,15 +77,16 @@ INSTANTIATE_TEST_SUITE_P(
         CutCase{"LaterLinesFollowWhateverTheirStamp",
                 kHeader + std::string(kFirst) + kThird + kSecond + "not a stamp\n" + kFirst, kThirdTime,
                 kHeader + std::string(kThird) + kSecond + "not a stamp\n" + kFirst},
-        CutCase{"UnterminatedLastLineIsCopiedWithALineFeedEvenWhenOlder", kHeader + std::string(kFirst) + "2024-05-01T10:30:00.0,Info,last",
-                kThirdTime, kHeader + "2024-05-01T10:30:00.0,Info,last\n"s},
+        CutCase{"UnterminatedLastLineIsCopiedWithALineFeedEvenWhenOlder",
+                kHeader + std::string(kFirst) + "2024-05-01T10:30:00.0,Info,last", kThirdTime,
+                kHeader + "2024-05-01T10:30:00.0,Info,last\n"s},
         CutCase{"UnterminatedLastLineAfterTheStartStaysUnterminated", kHeader + std::string(kFirst) + kSecond + "tail",
                 kFirstTime, kHeader + std::string(kFirst) + kSecond + "tail"},
         CutCase{"CrLfLinesAreCopiedUnchanged",
                 "Date,Level\r\n2024-05-01T10:00:00.1,Info\r\n2024-05-01T11:00:00.1,Info\r\n", kSecondTime,
                 "Date,Level\r\n2024-05-01T11:00:00.1,Info\r\n"},
-        CutCase{"LineWithoutStampBeforeTheStartIsDropped",
-                kHeader + "garbage before\n"s + kFirst + "\n" + kSecond, kSecondTime, kHeader + std::string(kSecond)},
+        CutCase{"LineWithoutStampBeforeTheStartIsDropped", kHeader + "garbage before\n"s + kFirst + "\n" + kSecond,
+                kSecondTime, kHeader + std::string(kSecond)},
         CutCase{"PartlyParsedStampTakesNoFieldFromAnEarlierLine",
                 kHeader + std::string(kFirst) + "2024-06-01Tbroken,Info,x\n2024-06-01T10:00,Info,y\n" + kSecond,
                 kSecondTime, kHeader + std::string(kSecond)},
@@ -89,15 +96,19 @@ INSTANTIATE_TEST_SUITE_P(
                 kHeader + "2024-05-01T11:00:00,Info,no fraction\n"s},
         CutCase{"NulBytesAreCopiedUnchanged", kHeader + "2024-05-01T11:00:00.0,Info,a\0b\n"s + kThird, kSecondTime,
                 kHeader + "2024-05-01T11:00:00.0,Info,a\0b\n"s + kThird},
-        CutCase{"NulInsideTheStampEndsIt", kHeader + "2024-05-01T11:\0"s "00:00.0,Info\n"s + kThird, kSecondTime,
-                kHeader + std::string(kThird)},
+        CutCase{"NulInsideTheStampEndsIt",
+                kHeader +
+                    "2024-05-01T11:\0"s
+                    "00:00.0,Info\n"s +
+                    kThird,
+                kSecondTime, kHeader + std::string(kThird)},
         CutCase{"LineLongerThanTheLineBufferIsCopiedWhole",
                 kHeader + "2024-05-01T11:00:00.0,Info,"s + std::string(1000, 'x') + "\n" + kThird, kSecondTime,
                 kHeader + "2024-05-01T11:00:00.0,Info,"s + std::string(1000, 'x') + "\n" + kThird},
         CutCase{"LongOlderLineIsSkippedWhole",
                 kHeader + "2024-05-01T10:00:00.0,Info,"s + std::string(1000, '2') + "\n" + kThird, kSecondTime,
                 kHeader + std::string(kThird)}),
-    [](::testing::TestParamInfo<CutCase> const& info) { return info.param.behaviour; });
+    caseName);
 
 TEST_F(TailFromDate, MebibyteLinesAreSkippedOrCopiedWhole) {
   std::string const longLine = "2024-05-01T10:00:00.0,Info," + std::string(1 << 20, 'y');
@@ -136,7 +147,8 @@ TEST_F(TailFromDate, MissingOutputDirectoryWritesNothing) {
 
 TEST_F(TailFromDate, OutputThatCannotBeReplacedIsLeftAsItWasWithoutTemporaryFile) {
   std::filesystem::create_directories(copyPath("logSystem.csv") + "/inside");
-  EXPECT_EQ(cut(kLog, 0), "");  // reading a directory gives nothing
+  writeFile(sourcePath("logSystem.csv"), kLog);
+  logFile.tailFromDate("logSystem.csv", 0);
   EXPECT_TRUE(std::filesystem::is_directory(copyPath("logSystem.csv") + "/inside"));
   EXPECT_FALSE(fileExists(copyPath("logSystem.csv.part")));
 }

@@ -76,9 +76,13 @@ TEST_F(TailLogFilesScript, MissingLogLeavesTheEarlierCopyAndEmptyLogGivesAnEmpty
 
 TEST_F(TailLogFilesScript, BadArgumentsFailWithAMessageAndWriteNothing) {
   writeFile(sourcePath("logSystem.csv"), "Y\ny1\n");
-  for (std::vector<std::string> const& args : std::vector<std::vector<std::string>>{
-           {paths::kWorkDirectory, "-1"}, {paths::kWorkDirectory, "2x"}, {paths::kWorkDirectory, ""},
-           {paths::kWorkDirectory, "+3"}, {paths::kWorkDirectory}, {paths::kWorkDirectory, "1", "2"}}) {
+  for (std::vector<std::string> const& args :
+       std::vector<std::vector<std::string>>{{paths::kWorkDirectory, "-1"},
+                                             {paths::kWorkDirectory, "2x"},
+                                             {paths::kWorkDirectory, ""},
+                                             {paths::kWorkDirectory, "+3"},
+                                             {paths::kWorkDirectory},
+                                             {paths::kWorkDirectory, "1", "2"}}) {
     EXPECT_EQ(run(args), 2) << args.back();
     EXPECT_NE(errors.str(), "") << args.back();
   }

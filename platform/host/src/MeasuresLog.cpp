@@ -23,6 +23,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -91,7 +92,12 @@ std::int32_t readRecordLines(std::string const& directory, std::vector<std::stri
   if (!in.is_open()) {
     return MeasuresLog::kNoRecords;
   }
-  std::string const text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  std::string text;
+  try {
+    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  } catch (std::exception const&) {
+    return MeasuresLog::kBadRecords;  // e.g. "records.csv" is a directory
+  }
   if (in.bad()) {
     return MeasuresLog::kBadRecords;
   }
@@ -99,8 +105,7 @@ std::int32_t readRecordLines(std::string const& directory, std::vector<std::stri
   return lines.empty() ? MeasuresLog::kNoRecords : MeasuresLog::kOk;
 }
 
-std::int32_t exportRecords(int exportKind, std::string const& directory, std::string const& outputFile,
-                           long fromTime) {
+std::int32_t exportRecords(int exportKind, std::string const& directory, std::string const& outputFile, long fromTime) {
   if (exportKind != MeasuresLog::kRecentExport && exportKind != MeasuresLog::kExportFromDate) {
     return MeasuresLog::kUnknownExport;
   }
