@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   static std::string const copy = std::string(emailservice::paths::kWorkDirectory) + "logSession.csv";
 
   emailservice::fuzz::FuzzInput input(data, size);
-  auto const fromTime = static_cast<long>(input.int64());
+  long const fromTime = input.int64();
   std::string const log = input.rest();
   emailservice::fuzz::writeWholeFile(source, log);
 

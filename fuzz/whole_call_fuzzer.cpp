@@ -64,24 +64,30 @@ std::string::size_type readSubject(std::string const& command, std::string::size
   emailservice::fuzz::fail("the subject is closed", command);
 }
 
-// Skips " <path>" for every known attachment path in a row.
+// Skips the attachment list: known attachment paths, each after one or more blanks (a kind may
+// put a blank before a list that begins with one).
 std::string::size_type skipAttachments(std::string const& command, std::string::size_type at) {
   static std::vector<std::string> const known = {
       kWork + "logUpdate.csv", kWork + "logAccount.csv", kWork + "logSession.csv", kWork + "logSystem.csv",
       kWork + "logAlarm.csv",  kWork + "ups.csv",        kWork + "sensors.csv"};
-  bool advanced = true;
-  while (advanced) {
-    advanced = false;
-    for (auto const& path : known) {
-      if (startsWith(command, at, " " + path) &&
-          (startsWith(command, at + 1 + path.size(), " ") || at + 1 + path.size() == command.size())) {
-        at += 1 + path.size();
-        advanced = true;
+  for (;;) {
+    auto const path = command.find_first_not_of(' ', at);
+    if (path == at || path == std::string::npos) {
+      return at;
+    }
+    std::string::size_type next = at;
+    for (auto const& candidate : known) {
+      auto const end = path + candidate.size();
+      if (startsWith(command, path, candidate) && (end == command.size() || command[end] == ' ')) {
+        next = end;
         break;
       }
     }
+    if (next == at) {
+      return at;
+    }
+    at = next;
   }
-  return at;
 }
 
 void checkMailCommand(std::string const& command, std::string const& systemName,
@@ -119,8 +125,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   emailservice::EmailEvent event{};
   std::uint8_t const typeByte = input.byte();
   event.type = typeByte < 250 ? typeByte % 6 : input.int32();
-  event.level = static_cast<std::int32_t>(input.byte() % 5);
-  event.state = static_cast<std::int32_t>(input.byte() % 3) - 1;
+  event.level = input.byte() % 5;
+  event.state = input.byte() % 3 - 1;
   event.code = input.text(16);
   event.description = input.text(64);
   event.date = input.text(32);
