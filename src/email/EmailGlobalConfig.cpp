@@ -1,0 +1,196 @@
+#include "email/EmailGlobalConfig.h"
+
+#include <ctime>
+#include <exception>
+#include <fstream>
+#include <vector>
+
+#include "CardPaths.h"
+#include "cdsapi/CdsAccessor.h"
+#include "cdsapi/InBandAccessor.h"
+#include "cdsapi/OobAccessor.h"
+#include "netinfo/netinfo.h"
+#include "zorvan/Branding.h"
+#include "zorvan/Exec.h"
+
+namespace emailservice {
+
+namespace {
+
+// Device numbers of the data store.
+constexpr unsigned long long kCommunicationModule = 1;
+constexpr unsigned long long kMonitoredDevice = 20;
+
+constexpr char const kPartNumberChannel[] = "PowerDistribution.Attribute.PartNumber";
+constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
+
+// What sendemail prints when the message did not go out; its exit status is not reliable.
+constexpr char const kSendFailure[] = "Could not send the message";
+
+// The shell command that submits one e-mail. Only the subject is quoted (it must already be
+// escaped for a double-quoted word); the attachment list carries its own leading blanks, and the
+// recipients and the body path are meant to be split by the shell.
+std::string mailCommandText(std::string const& escapedSubject, std::string const& attachments,
+                            std::string const& recipients, std::string const& bodyFile) {
+  std::string text = "sudo -u email sendemail -s \"";
+  text += escapedSubject;
+  text += attachments.empty() ? "\"" : "\" -a";
+  text += attachments;
+  text += " -- ";
+  text += recipients;
+  text += " < ";
+  text += bodyFile;
+  return text;
+}
+
+}  // namespace
+
+EmailGlobalConfig::EmailGlobalConfig(cdsapi::CdsAccessor& accessor, EmailEvent const& mailedEvent,
+                                     EventLogFile& logFile, std::string const& bodyFileName)
+    : cdsAccessor(accessor),
+      event(mailedEvent),
+      eventLogFile(logFile),
+      messageFileName(bodyFileName),
+      upsMeasuresLogFile(std::string(paths::kWorkDirectory) + "ups.csv", paths::kUpsMeasuresDirectory),
+      sensorMeasureLogFile(std::string(paths::kWorkDirectory) + "sensors.csv", paths::kSensorMeasuresDirectory),
+      hideIpAddress(false) {}
+
+EmailGlobalConfig::~EmailGlobalConfig() = default;
+
+ErrorCode EmailGlobalConfig::manageEmail(std::string const& recipients) {
+  formatSubject();
+  // The body is on disk before any attachment is generated.
+  formatMessageToFile();
+  attachLogFiles();
+  return sendEmail(recipients);
+}
+
+void EmailGlobalConfig::formatMessage() {
+  message << "== IDENTIFICATION ==========================================\n";
+  message << "System name: ";
+  message << systemName() << "\n\n";
+  formatSystemInfo();
+  formatDeviceInfo();
+  message << "============================================================\n\n";
+}
+
+void EmailGlobalConfig::formatSubject() { subject = systemName(); }
+
+void EmailGlobalConfig::formatMessageToFile() {
+  formatMessage();
+  // A body file that cannot be opened is not an error of the e-mail: the submission decides.
+  std::ofstream body(messageFileName, std::ios::out | std::ios::trunc);
+  if (body.is_open()) {
+    body << message.str() << "\n";
+  }
+}
+
+std::string EmailGlobalConfig::systemName() {
+  auto& inband = cdsAccessor.inbandAccessor();
+  std::string name = inband.getDeviceFriendlyName(kCommunicationModule);
+  if (!name.empty()) {
+    return name;
+  }
+  return inband.getDevicePhysicalName(kMonitoredDevice);
+}
+
+std::string EmailGlobalConfig::formatTime(long utcSeconds) {
+  std::time_t const time = utcSeconds;
+  std::tm brokenDown{};
+  // A time that does not fit the calendar gives the empty text rather than a null dereference.
+  if (gmtime_r(&time, &brokenDown) == nullptr) {
+    return "";
+  }
+  char buffer[100];
+  std::size_t const length = std::strftime(buffer, sizeof buffer, "%F %T", &brokenDown);
+  return std::string(buffer, length);
+}
+
+void EmailGlobalConfig::escapeSubjectChars() {
+  try {
+    for (std::string::size_type position = 0; position < subject.size(); ++position) {
+      if (subject.at(position) == '"' || subject.at(position) == '\\') {
+        subject.insert(position, 1, '\\');
+        ++position;  // onto the quote or backslash itself, which is not escaped again
+      }
+      if (subject.at(position) == '`') {
+        subject.at(position) = '\'';
+      }
+    }
+  } catch (std::exception const&) {
+    // The subject keeps what was escaped so far; escaping never fails the e-mail.
+  }
+}
+
+void EmailGlobalConfig::formatSystemInfo() {
+  auto& inband = cdsAccessor.inbandAccessor();
+  // Each label goes out before its value is fetched, so that a failing value leaves its label.
+  message << "-- Communication module ------------------------------------\n";
+  message << "Product: ";
+  message << inband.getDeviceModel(kCommunicationModule) << "\n";
+  message << "Vendor: ";
+  message << inband.getDeviceVendor(kCommunicationModule) << "\n";
+  message << "C/N: ";
+  message << zorvan::Branding::getProductName() << "\n";
+  message << "P/N: ";
+  message << inband.getDevicePartNumber(kCommunicationModule) << "\n";
+  message << "S/N: ";
+  message << inband.getDeviceSerialNumber(kCommunicationModule) << "\n";
+  message << "FW version: ";
+  message << inband.getDeviceSwVersion(kCommunicationModule) << "\n";
+  message << "HW version: ";
+  message << inband.getDeviceHwVersion(kCommunicationModule) << std::endl;
+
+  // The domain name is shown whenever the card is reached by it; only the IPv4 address is hidden.
+  dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get(kNetworkInterfaceRecord);
+  if (record.networkinterface().usefqdn().value()) {
+    std::string const host = netinfo::fqdn();
+    message << "Host address: https://" << host << "\n";
+  } else if (!hideIpAddress) {
+    std::string const host = netinfo::ipv4_address();
+    message << "Host address: https://" << host << "\n";
+  }
+
+  message << "MAC address: ";
+  message << netinfo::getSystemMacAddress() << "\n\n";
+}
+
+void EmailGlobalConfig::formatDeviceInfo() {
+  auto& inband = cdsAccessor.inbandAccessor();
+  // The part number comes from a channel of the monitored device, read before the block begins.
+  std::string partNumber;
+  unsigned long long const channel = inband.getChannelId(kMonitoredDevice, kPartNumberChannel);
+  if (channel != cdsapi::InBandAccessor::kNoChannel) {
+    partNumber = inband.getChannelCValue(channel).as_string();
+  }
+
+  message << "-- Monitored device ----------------------------------------\n";
+  message << "Product: ";
+  message << inband.getDevicePhysicalName(kMonitoredDevice) << "\n";
+  message << "Vendor: ";
+  message << inband.getDeviceVendor(kMonitoredDevice) << "\n";
+  message << "P/N: " << partNumber << "\n";
+  message << "CTO: \n";
+  message << "S/N: ";
+  message << inband.getDeviceSerialNumber(kMonitoredDevice) << "\n";
+  message << "FW version: ";
+  message << inband.getDeviceSwVersion(kMonitoredDevice) << "\n";
+  message << "HW version: ";
+  message << inband.getDeviceHwVersion(kMonitoredDevice) << std::endl;
+}
+
+ErrorCode EmailGlobalConfig::sendEmail(std::string const& recipients) {
+  escapeSubjectChars();
+  std::string const command = mailCommandText(subject, attachments, recipients, messageFileName);
+  // Only what sendemail prints decides: a refused sudo, a missing body file or a non-zero exit
+  // status without that text still count as handed over.
+  try {
+    std::stringstream output;
+    zorvan::exec({"/bin/sh", "-c", command}, "", 0, &output, nullptr);
+    return output.str().find(kSendFailure) != std::string::npos ? ErrorCode::SendError : ErrorCode::Success;
+  } catch (std::exception const&) {
+    return ErrorCode::SendError;
+  }
+}
+
+}  // namespace emailservice
