@@ -70,11 +70,11 @@ TEST_F(DispatchInputTest, ConfigurationWithNothingSetOnlyAnswersATestForTheEmpty
   EXPECT_TRUE(recordedShellCommands().empty());
 
   EXPECT_EQ(dispatch(unset, makeEvent(EventType::Test, "")), ErrorCode::TestEmailSucceeded);
-  auto const commands = recordedShellCommands();
-  ASSERT_EQ(commands.size(), 1U);
-  EXPECT_EQ(subjectOf(commands[0]), "UPS-A - Test email");
-  EXPECT_EQ(recipientsOf(commands[0]), "");
-  EXPECT_EQ(bodyFileOf(commands[0]), kWorkDirectory + "test.txt");
+  auto const sent = recordedShellCommands();
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(subjectOf(sent[0]), "UPS-A - Test email");
+  EXPECT_EQ(recipientsOf(sent[0]), "");
+  EXPECT_EQ(bodyFileOf(sent[0]), kWorkDirectory + "test.txt");
 }
 
 TEST_F(DispatchInputTest, MalformedCodeListsReportAndNeitherExcludeNorMakeAnException) {
@@ -87,18 +87,18 @@ TEST_F(DispatchInputTest, MalformedCodeListsReportAndNeitherExcludeNorMakeAnExce
   std::string const printed = ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(result, ErrorCode::Success);
   EXPECT_EQ(printed, "isExceptionEvent exception: stoi2A01\nisExceptionEvent exception: stoi2A01\n");
-  auto const commands = recordedShellCommands();
-  ASSERT_EQ(commands.size(), 1U);
-  EXPECT_EQ(subjectOf(commands[0]), "UPS-A - Alarm - Active - Critical - On battery");
+  auto const sent = recordedShellCommands();
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(subjectOf(sent[0]), "UPS-A - Alarm - Active - Critical - On battery");
 }
 
 TEST_F(DispatchInputTest, MissingWorkDirectoryStillSubmitsWithoutABody) {
   fs::remove_all(kWorkDirectory);
   recordCommands();
   EXPECT_EQ(dispatch(sendingConfiguration("3"), makeEvent(EventType::Test, "3")), ErrorCode::TestEmailSucceeded);
-  auto const commands = recordedShellCommands();
-  ASSERT_EQ(commands.size(), 1U);
-  EXPECT_EQ(bodyFileOf(commands[0]), kWorkDirectory + "3test.txt");
+  auto const sent = recordedShellCommands();
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(bodyFileOf(sent[0]), kWorkDirectory + "3test.txt");
   EXPECT_FALSE(fs::exists(kWorkDirectory)) << "the library never creates its work directory";
 }
 

@@ -113,22 +113,21 @@ Row const kRows[] = {
      kSuccess},
     {"UpsEventWithExcludedCodeSendsNothing", kUps, "2A01", true, "", "2A01", Kind::None, Log::None, "", kSuccess,
      kSuccess},
-    {"UpsEventExcludedAndListedAsExceptionSendsTheExceptionEmail", kUps, "2A01", true, "2A01", "2A01",
-     Kind::Exception, Log::AlarmExport, "3ups.txt", kSuccess, kSendError},
+    {"UpsEventExcludedAndListedAsExceptionSendsTheExceptionEmail", kUps, "2A01", true, "2A01", "2A01", Kind::Exception,
+     Log::AlarmExport, "3ups.txt", kSuccess, kSendError},
     {"UpsEventListedAsExceptionIsSentWithNotificationsOff", kUps, "2A01", false, "2A01", "", Kind::Exception,
      Log::AlarmExport, "3ups.txt", kSuccess, kSendError},
     {"UpsEmailEventCodeStillSendsTheAlarm", kUps, "C00001", true, "", "", Kind::Alarm, Log::AlarmExport, "3ups.txt",
      kSuccess, kSendError},
     {"TestForThisConfigurationSendsTheTestEmail", kTest, "3", true, "", "", Kind::Test, Log::SystemLogsAsListed,
-     "3test.txt",
-     kSucceeded, kFailed},
-    {"TestForAnotherConfigurationSendsNothingEvenIfListedAsException", kTest, "4", true, "4", "", Kind::None,
-     Log::None, "", kSuccess, kSuccess},
+     "3test.txt", kSucceeded, kFailed},
+    {"TestForAnotherConfigurationSendsNothingEvenIfListedAsException", kTest, "4", true, "4", "", Kind::None, Log::None,
+     "", kSuccess, kSuccess},
     {"OtherTypeListedAsExceptionSendsTheExceptionEmailWithTheBareWorkFile", 7, "1A", true, "1A", "", Kind::Exception,
      Log::SystemLogs, "3", kSuccess, kSendError},
     {"OtherTypeNotListedSendsNothing", 7, "1A", true, "", "", Kind::None, Log::None, "", kSuccess, kSuccess},
-    {"TypeZeroListedAsExceptionSendsTheExceptionEmail", 0, "1A", false, "1A", "", Kind::Exception, Log::SystemLogs,
-     "3", kSuccess, kSendError},
+    {"TypeZeroListedAsExceptionSendsTheExceptionEmail", 0, "1A", false, "1A", "", Kind::Exception, Log::SystemLogs, "3",
+     kSuccess, kSendError},
 };
 
 class DispatchTableTest : public CardTest, public ::testing::WithParamInterface<Row> {
@@ -154,16 +153,16 @@ class DispatchTableTest : public CardTest, public ::testing::WithParamInterface<
 
   void expectTheRowsEmail() {
     Row const& row = GetParam();
-    auto const commands = recordedShellCommands();
+    auto const sent = recordedShellCommands();
     if (row.kind == Kind::None) {
-      EXPECT_TRUE(commands.empty()) << commands.front();
+      EXPECT_TRUE(sent.empty()) << sent.front();
       return;
     }
-    ASSERT_EQ(commands.size(), 1U);
-    EXPECT_EQ(subjectOf(commands[0]), subjectOfKind(row.kind));
-    EXPECT_EQ(attachmentsOf(commands[0]), attachmentsOfLog(row.log));
-    EXPECT_EQ(recipientsOf(commands[0]), "ops@example.com");
-    EXPECT_EQ(bodyFileOf(commands[0]), std::string(paths::kWorkDirectory) + row.workFile);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(subjectOf(sent[0]), subjectOfKind(row.kind));
+    EXPECT_EQ(attachmentsOf(sent[0]), attachmentsOfLog(row.log));
+    EXPECT_EQ(recipientsOf(sent[0]), "ops@example.com");
+    EXPECT_EQ(bodyFileOf(sent[0]), std::string(paths::kWorkDirectory) + row.workFile);
   }
 };
 
@@ -178,7 +177,7 @@ TEST_P(DispatchTableTest, SendsTheRowsKindAndMapsAFailedSending) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, DispatchTableTest, ::testing::ValuesIn(kRows),
-                         [](::testing::TestParamInfo<Row> const& info) { return std::string(info.param.name); });
+                         [](::testing::TestParamInfo<Row> const& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace emailservice::testing

@@ -22,16 +22,16 @@ class ServiceWalkTest : public CardTest {
 
   // Records every mail command; those addressed to `failing` print the mail command's failure.
   void recordFailingFor(std::string const& failing) {
-    card().setCommandHook([this, failing](std::vector<std::string> const& args, std::string const&,
-                                          std::string& printed) {
-      if (args.size() == 3 && args[0] == "/bin/sh") {
-        mailed.push_back(recipientsOf(args[2]));
-        if (mailed.back() == failing) {
-          printed = "Could not send the message\n";
-        }
-      }
-      return 0;
-    });
+    card().setCommandHook(
+        [this, failing](std::vector<std::string> const& args, std::string const&, std::string& printed) {
+          if (args.size() == 3 && args[0] == "/bin/sh") {
+            mailed.push_back(recipientsOf(args[2]));
+            if (mailed.back() == failing) {
+              printed = "Could not send the message\n";
+            }
+          }
+          return 0;
+        });
   }
 
   ErrorCode fire(EmailEvent const& event) {

@@ -10,7 +10,7 @@ namespace simulator {
 
 class CardPreparation final {
  public:
-  explicit CardPreparation(simcard::proto::CardState const& state) : state(state) {}
+  explicit CardPreparation(simcard::proto::CardState const& card) : state(card) {}
 
   // Creates the work directory, the card's log directory with the system logs of the card file,
   // and the two measures directories with their records. False with `error` set on failure.

@@ -12,9 +12,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Settings of the sendemail stand-in, read from its environment.
-constexpr char const kMaildirVariable[] = "SENDEMAIL_MAILDIR";
-constexpr char const kSmtpVariable[] = "SENDEMAIL_SMTP_URL";
+// Settings of the sendemail stand-in, read from its environment (sudo's stand-in passes them on).
+constexpr char const kMaildirVariable[] = "SIMCARD_MAILDIR";
+constexpr char const kSmtpVariable[] = "SIMCARD_SMTP_URL";
+
+// A directory that holds the card's mail command and the sudo that runs it.
+bool holdsStandIns(fs::path const& directory) {
+  std::error_code failure;
+  return fs::exists(directory / "sudo", failure) && fs::exists(directory / "sendemail", failure);
+}
 
 // The stand-ins of an installed simulator, relative to its executable, then those of its build tree.
 std::vector<std::string> standInDirectories(std::string const& programPath) {
@@ -23,11 +29,11 @@ std::vector<std::string> standInDirectories(std::string const& programPath) {
   fs::path const program = fs::canonical(programPath, failure);
   if (!failure) {
     fs::path const installed = program.parent_path() / EMAILSERVICE_SIMULATOR_INSTALLED_BIN_DIR;
-    if (fs::is_directory(installed, failure)) {
+    if (holdsStandIns(installed)) {
       found.push_back(fs::canonical(installed, failure).string());
     }
   }
-  if (fs::is_directory(EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR, failure)) {
+  if (holdsStandIns(EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR)) {
     found.push_back(EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR);
   }
   return found;
@@ -53,7 +59,9 @@ Delivery::Delivery(std::string maildir, std::string smtpUrl)
 bool Delivery::configure(std::string const& programPath, std::string& error) {
   std::vector<std::string> const directories = standInDirectories(programPath);
   if (directories.empty()) {
-    error = "the card's command stand-ins (sudo, sendemail, tailLogFiles.sh) are not found";
+    error =
+        std::string("the card's command stand-ins (sudo, sendemail) are found neither next to the simulator nor in ") +
+        EMAILSERVICE_SIMULATOR_BUILD_BIN_DIR;
     return false;
   }
   std::string path;
@@ -69,15 +77,13 @@ bool Delivery::configure(std::string const& programPath, std::string& error) {
     setenv(kSmtpVariable, smtpUrl.c_str(), 1);
     return true;
   }
+  // The stand-in creates the Maildir itself, as the user that it delivers as.
   std::error_code failure;
-  for (char const* sub : {"new", "cur", "tmp"}) {
-    fs::create_directories(fs::path(maildir) / sub, failure);
-    if (failure) {
-      error = "cannot create the Maildir " + maildir + ": " + failure.message();
-      return false;
-    }
+  maildir = fs::absolute(maildir, failure).lexically_normal().string();
+  if (failure) {
+    error = "bad Maildir " + maildir + ": " + failure.message();
+    return false;
   }
-  maildir = fs::canonical(maildir).string();
   unsetenv(kSmtpVariable);
   setenv(kMaildirVariable, maildir.c_str(), 1);
   messagesBefore = newMessages();

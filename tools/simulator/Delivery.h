@@ -14,7 +14,7 @@ class Delivery final {
 
   // Puts the card's command stand-ins first on the PATH and tells the sendemail stand-in where
   // to deliver. `programPath` is the simulator's own executable, to find installed stand-ins.
-  // False with `error` set when no stand-ins are found or the Maildir cannot be made.
+  // False with `error` set when no stand-ins are found.
   bool configure(std::string const& programPath, std::string& error);
   // Where the e-mails went: the Maildir and the messages that arrived since configure(), or the server.
   std::string report() const;

@@ -32,9 +32,9 @@ dravo::proto::EmailConfigurationList configurationList(simcard::proto::CardState
 
 }  // namespace
 
-SimulatorRun::SimulatorRun(SimulatorOptions const& options, std::string programPath, std::ostream& out,
-                           std::ostream& err)
-    : options(options), programPath(std::move(programPath)), out(out), err(err) {}
+SimulatorRun::SimulatorRun(SimulatorOptions const& runOptions, std::string executable, std::ostream& output,
+                           std::ostream& errors)
+    : options(runOptions), programPath(std::move(executable)), out(output), err(errors) {}
 
 std::string SimulatorRun::describe(ErrorCode code) {
   std::string name = "unknown";
