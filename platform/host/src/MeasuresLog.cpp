@@ -23,9 +23,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -93,13 +91,12 @@ std::int32_t readRecordLines(std::string const& directory, std::vector<std::stri
     return MeasuresLog::kNoRecords;
   }
   std::string text;
-  try {
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  } catch (std::exception const&) {
-    return MeasuresLog::kBadRecords;  // e.g. "records.csv" is a directory
+  char block[4096];
+  while (in.read(block, sizeof block) || in.gcount() > 0) {
+    text.append(block, static_cast<std::size_t>(in.gcount()));
   }
   if (in.bad()) {
-    return MeasuresLog::kBadRecords;
+    return MeasuresLog::kBadRecords;  // e.g. "records.csv" is a directory
   }
   lines = splitLines(text);
   return lines.empty() ? MeasuresLog::kNoRecords : MeasuresLog::kOk;
