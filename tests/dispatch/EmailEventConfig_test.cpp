@@ -31,6 +31,8 @@ struct SelectionCase {
   bool measureLog;
 };
 
+void PrintTo(SelectionCase const& c, std::ostream* os) { *os << c.name; }
+
 constexpr std::int32_t kUnknownType = 9;
 constexpr EntryFlags kAll{true, true, true, true, true};
 constexpr EntryFlags kUnset{false, false, false, false, false};
@@ -155,7 +157,7 @@ TEST_P(EmailEventConfigTest, AnswersFromTheEntryAndTheEventType) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Selections, EmailEventConfigTest, ::testing::ValuesIn(kSelectionCases),
-                         [](auto const& info) { return std::string(info.param.name); });
+                         [](auto const& paramInfo) { return std::string(paramInfo.param.name); });
 
 }  // namespace
 }  // namespace emailservice

@@ -21,6 +21,8 @@ struct AttachmentCase {
   std::vector<std::string> systemLogCalls;
 };
 
+void PrintTo(AttachmentCase const& c, std::ostream* os) { *os << c.name; }
+
 constexpr Flags kNone{false, false, false, false};
 constexpr Measures R = Measures::Records;
 std::string const kRecent = "generateFiles(25)";
@@ -322,7 +324,7 @@ TEST_P(KindAttachmentTest, AttachesTheSelectedLogsThatAreReady) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, KindAttachmentTest, ::testing::ValuesIn(kAttachmentCases),
-                         [](auto const& info) { return std::string(info.param.name); });
+                         [](auto const& paramInfo) { return std::string(paramInfo.param.name); });
 
 }  // namespace
 }  // namespace emailservice::testing

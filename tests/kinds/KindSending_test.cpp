@@ -13,6 +13,8 @@ struct NotSentCase {
   bool levelEntrySubscribed;  // the entry of levels 1 to 3; the other entries are all subscribed
 };
 
+void PrintTo(NotSentCase const& c, std::ostream* os) { *os << c.name; }
+
 NotSentCase const kNotSentCases[] = {
     {"AlarmOfUnsubscribedCriticalLevel", Kind::Alarm, EventType::Ups, 1, false},
     {"AlarmOfUnsubscribedWarningLevel", Kind::Alarm, EventType::Ups, 2, false},
@@ -55,7 +57,7 @@ TEST_P(NotSentTest, ReturnsSuccessWithoutComposingOrRunningAnything) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, NotSentTest, ::testing::ValuesIn(kNotSentCases),
-                         [](auto const& info) { return std::string(info.param.name); });
+                         [](auto const& paramInfo) { return std::string(paramInfo.param.name); });
 
 // An e-mail whose level has no entry attaches nothing, even when asked directly.
 TEST_F(KindsTest, AlarmOfLevelOutsideTheTableAttachesNothing) {
@@ -84,7 +86,7 @@ TEST_P(SendFailureTest, ReturnsSendErrorWhenTheMailCommandCouldNotSend) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SendFailureTest,
                          ::testing::Values(Kind::Alarm, Kind::SystemEvent, Kind::Exception, Kind::Test, Kind::Periodic),
-                         [](auto const& info) { return std::string(kindName(info.param)); });
+                         [](auto const& paramInfo) { return std::string(kindName(paramInfo.param)); });
 
 }  // namespace
 }  // namespace emailservice::testing

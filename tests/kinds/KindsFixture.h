@@ -174,12 +174,12 @@ class KindsTest : public CardTest {
   // The shell command run by the library, with the test's path prefix taken out so that the
   // expected texts read as on the card.
   std::string mailCommand() const {
-    auto const commands = recordedShellCommands();
-    if (commands.size() != 1) {
-      ADD_FAILURE() << commands.size() << " shell commands were run instead of one";
+    auto const shellCommands = recordedShellCommands();
+    if (shellCommands.size() != 1) {
+      ADD_FAILURE() << shellCommands.size() << " shell commands were run instead of one";
       return {};
     }
-    return withoutPrefix(commands.front());
+    return withoutPrefix(shellCommands.front());
   }
 
   static std::string withoutPrefix(std::string text) {
