@@ -1,16 +1,11 @@
 #include "FuzzSupport.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <stdexcept>
 
 #include "CardPaths.h"
 
@@ -79,39 +74,13 @@ void prepareCardDirectories() {
   static_cast<void>(prepared);
 }
 
-StdoutCapture::StdoutCapture() {
-  std::FILE* temporary = std::tmpfile();
-  if (temporary == nullptr) {
-    throw std::runtime_error("no temporary file for standard output");
-  }
-  std::fflush(stdout);
-  file = dup(fileno(temporary));
-  std::fclose(temporary);
-  savedStdout = dup(STDOUT_FILENO);
-  if (file < 0 || savedStdout < 0 || dup2(file, STDOUT_FILENO) < 0) {
-    throw std::runtime_error("cannot redirect standard output");
-  }
-}
+StdoutCapture::StdoutCapture() : original(std::cout.rdbuf(captured.rdbuf())) {}
 
-StdoutCapture::~StdoutCapture() {
-  std::cout.flush();
-  std::fflush(stdout);
-  dup2(savedStdout, STDOUT_FILENO);
-  close(savedStdout);
-  close(file);
-}
+StdoutCapture::~StdoutCapture() { std::cout.rdbuf(original); }
 
 std::string StdoutCapture::take() {
-  std::cout.flush();
-  std::fflush(stdout);
-  struct stat status {};
-  fstat(file, &status);
-  std::string text(static_cast<std::size_t>(status.st_size), '\0');
-  ssize_t const got = pread(file, text.data(), text.size(), 0);
-  text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-  if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) {
-    fail("cannot reset the standard output capture");
-  }
+  std::string text = captured.str();
+  captured.str(std::string());
   return text;
 }
 

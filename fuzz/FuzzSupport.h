@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string>
 
 // Every fuzz target defines this entry (libFuzzer's, also called by the corpus replay program).
@@ -45,8 +46,9 @@ class FuzzInput {
 // Creates the card's work and log directories once per process (and empties nothing).
 void prepareCardDirectories();
 
-// Points file descriptor 1 at a private temporary file for the rest of the process, so that the
-// text that the library writes to standard output (through std::cout or stdio) can be read back.
+// Takes over std::cout, through which the library writes its standard-output lines, for the
+// rest of the process, so that what is written can be read back. (Output written to standard
+// output by any other means is not captured: a property that expects a line then fails.)
 class StdoutCapture {
  public:
   StdoutCapture();
@@ -58,8 +60,8 @@ class StdoutCapture {
   std::string take();
 
  private:
-  int file = -1;
-  int savedStdout = -1;
+  std::ostringstream captured;
+  std::streambuf* original;
 };
 
 // Whole file, or the empty text when it cannot be read.

@@ -4,8 +4,10 @@
 #
 #   scripts/fuzz.sh [SECONDS]
 #   TARGETS="filters tail" scripts/fuzz.sh 60     # a subset
+#   RUNS=10000000 scripts/fuzz.sh 3600             # stop each target after RUNS executions
 #
-# Each run starts from the committed seeds (fuzz/corpus/<target>/) and keeps what it finds in
+# The card's directories of the fuzz build are under /dev/shm (memory), which keeps the file work of
+# the log cut and the whole call cheap. Each run starts from the committed seeds (fuzz/corpus/<target>/) and keeps what it finds in
 # build/fuzz/corpus-<target>/. An input that breaks a property is saved as
 # build/fuzz/artifacts/<target>-crash-* (copy it into fuzz/corpus/<target>/ once fixed: the
 # normal tests replay it from then on). The figures of every run (executions, time, executions
@@ -19,7 +21,7 @@ build=build/fuzz
 
 cmake -S . -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DEMAILSERVICE_BUILD_FUZZERS=ON -DEMAILSERVICE_BUILD_TESTS=OFF \
-  -DEMAILSERVICE_PATH_PREFIX=/tmp/emailservice-fuzz
+  -DEMAILSERVICE_PATH_PREFIX=/dev/shm/emailservice-fuzz
 for target in $targets; do
   cmake --build "$build" -j "$(nproc)" --target "fuzz_$target"
 done
@@ -31,7 +33,7 @@ for target in $targets; do
   echo "=== fuzz_$target for $seconds s"
   # The card's command stand-ins come first on the PATH, as for the tests.
   if ! PATH="$PWD/$build/simcard-bin:$PATH" "$build/fuzz/fuzz_$target" \
-      -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
+      -max_total_time="$seconds" ${RUNS:+-runs=$RUNS} -timeout=10 -print_final_stats=1 \
       -artifact_prefix="$build/artifacts/$target-" \
       "$build/corpus-$target" "fuzz/corpus/$target" >"$build/fuzz-$target.log" 2>&1; then
     echo "fuzz_$target found a problem: see $build/fuzz-$target.log"
