@@ -60,8 +60,8 @@ std::string ShellQuote::unescapeDoubleQuoted(std::string const& escaped) {
   std::string text;
   text.reserve(escaped.size());
   for (std::string::size_type i = 0; i < escaped.size(); ++i) {
-    bool const escapes = escaped[i] == '\\' && i + 1 < escaped.size() &&
-                         (escaped[i + 1] == '"' || escaped[i + 1] == '\\');
+    bool const escapes =
+        escaped[i] == '\\' && i + 1 < escaped.size() && (escaped[i + 1] == '"' || escaped[i + 1] == '\\');
     if (escapes) {
       ++i;
     }

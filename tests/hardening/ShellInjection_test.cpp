@@ -132,8 +132,7 @@ class ShellInjectionTest : public CardTest {
     ErrorCode const result = manageEmails(criticalUpsAlarm(description));
 
     Outcome outcome{Effect::Harmless, result, {}, {}, {}};
-    outcome.intended = {"-s",
-                        withBackquotesAsQuotes(withoutNul(activeCriticalAlarmSubject(deviceName, description))),
+    outcome.intended = {"-s", withBackquotesAsQuotes(withoutNul(activeCriticalAlarmSubject(deviceName, description))),
                         "--"};
     for (auto const& word : ShellQuote::splitAtBlanks(withoutNul(recipients))) {
       outcome.intended.push_back(word);
@@ -189,8 +188,8 @@ TEST_P(HostileValueTest, HasTheDocumentedEffectInTheDefaultBuild) {
     SCOPED_TRACE(hostile.name);
     Outcome const outcome = send(GetParam(), hostile.value);
     Effect const documented = GetParam() == Place::Recipients ? hostile.inRecipients : hostile.inSubject;
-    EXPECT_EQ(outcome.effect, documented) << "observed " << effectName(outcome.effect) << ", documented "
-                                          << effectName(documented);
+    EXPECT_EQ(outcome.effect, documented)
+        << "observed " << effectName(outcome.effect) << ", documented " << effectName(documented);
     std::cout << placeName(GetParam()) << " | " << hostile.name << " | " << effectName(outcome.effect) << "\n";
   }
 }

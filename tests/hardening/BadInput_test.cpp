@@ -214,8 +214,7 @@ TEST_F(BadInputTest, AMailCommandThatFloodsItsOutputBeforeFailingIsAFailedSendin
   fs::remove(record, ignored);
   fs::remove(record.string() + ".body", ignored);
   EXPECT_EQ(result, ErrorCode::SendError);
-  std::cout << "100 MiB of output: " << seconds << " s, peak resident memory " << peakResidentKilobytes()
-            << " kB\n";
+  std::cout << "100 MiB of output: " << seconds << " s, peak resident memory " << peakResidentKilobytes() << " kB\n";
 }
 
 // A data store failure at any point of an e-mail (subject, banner, body, alarm lists) reaches the
@@ -228,12 +227,18 @@ TEST_F(BadInputTest, ADataStoreFailureInTheMiddleOfAnEmailReachesTheCaller) {
     unsigned int call;  // the call that fails: later ones fall in the second e-mail
   };
   std::vector<Case> const cases = {
-      {"getDeviceFriendlyName", EventType::Ups, 1},  {"getDeviceFriendlyName", EventType::Ups, 2},
-      {"getDeviceFriendlyName", EventType::Ups, 3},  {"getDeviceVendor", EventType::Ups, 1},
-      {"getDeviceVendor", EventType::Ups, 2},        {"getDeviceVendor", EventType::Ups, 3},
-      {"getDeviceSerialNumber", EventType::Ups, 2},  {"getChannelId", EventType::Ups, 1},
-      {"getChannelCValue", EventType::Ups, 2},       {"get", EventType::Ups, 2},
-      {"getDeviceVendor", EventType::Periodic, 2},   {"getActiveAlarmsFromDate", EventType::Periodic, 1},
+      {"getDeviceFriendlyName", EventType::Ups, 1},
+      {"getDeviceFriendlyName", EventType::Ups, 2},
+      {"getDeviceFriendlyName", EventType::Ups, 3},
+      {"getDeviceVendor", EventType::Ups, 1},
+      {"getDeviceVendor", EventType::Ups, 2},
+      {"getDeviceVendor", EventType::Ups, 3},
+      {"getDeviceSerialNumber", EventType::Ups, 2},
+      {"getChannelId", EventType::Ups, 1},
+      {"getChannelCValue", EventType::Ups, 2},
+      {"get", EventType::Ups, 2},
+      {"getDeviceVendor", EventType::Periodic, 2},
+      {"getActiveAlarmsFromDate", EventType::Periodic, 1},
       {"getClosedAlarmsFromDate", EventType::Periodic, 1},
   };
   for (auto const& c : cases) {
@@ -248,8 +253,8 @@ TEST_F(BadInputTest, ADataStoreFailureInTheMiddleOfAnEmailReachesTheCaller) {
     card().state().add_alarms()->set_description("On battery");
     recordCommands();
     card().setFault(c.operation, c.call);
-    EmailEvent const event{c.eventType, "", EventLevel::Critical, c.eventType == EventType::Periodic ? "8" : "1", 1,
-                           "x"};
+    EmailEvent const event{c.eventType, "", EventLevel::Critical, c.eventType == EventType::Periodic ? "8" : "1",
+                           1,           "x"};
 
     EXPECT_THROW(manageEmails(event), std::runtime_error);
 
