@@ -5,6 +5,7 @@
 # end-to-end tests, which are Python programs, are left out, and so is the test of a command text
 # too long to start: valgrind cannot recover from an execve that the system refuses (E2BIG) in the
 # forked child, which then ends without reporting the failure, so the run looks like a success.
+# scripts/valgrind.supp names what is not a leak of ours (Protocol Buffers' descriptor pool).
 #
 #   scripts/valgrind.sh [BUILD_DIR [ctest arguments...]]
 #
@@ -23,5 +24,5 @@ cmake --build "$build" -j "$(nproc)"
 # Programs run about twenty times slower under valgrind, hence the long timeout.
 ctest --test-dir "$build" -T memcheck -E '^endtoend\.|^BadInputTest\.ACommandTooLongForTheSystemIsAFailedSending$' --timeout 1800 --output-on-failure \
   --overwrite MemoryCheckCommand=/usr/bin/valgrind \
-  --overwrite "MemoryCheckCommandOptions=--tool=memcheck --error-exitcode=99 --leak-check=full --show-leak-kinds=definite,indirect,possible --errors-for-leak-kinds=definite,indirect,possible --num-callers=30" \
+  --overwrite "MemoryCheckCommandOptions=--tool=memcheck --error-exitcode=99 --leak-check=full --show-leak-kinds=definite,indirect,possible --errors-for-leak-kinds=definite,indirect,possible --num-callers=30 --suppressions=$PWD/scripts/valgrind.supp" \
   "$@"
