@@ -24,5 +24,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/emailServiceConfigVersion
 install(FILES ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake ${PROJECT_BINARY_DIR}/emailServiceConfigVersion.cmake
   DESTINATION ${EMAILSERVICE_CMAKE_DIR})
 
+# The pkg-config file finds the prefix from its own place, so the installed tree can be moved.
+file(RELATIVE_PATH EMAILSERVICE_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/emailService.pc.in ${PROJECT_BINARY_DIR}/emailService.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/emailService.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

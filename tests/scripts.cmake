@@ -2,7 +2,7 @@
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-foreach(suite DeliveryTest RefusedDeliveryTest)
+foreach(suite DeliveryTest RefusedDeliveryTest CommandLineTest)
   add_test(NAME endtoend.${suite}
     COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
@@ -10,3 +10,12 @@ foreach(suite DeliveryTest RefusedDeliveryTest)
     TIMEOUT 600
     ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
+
+# The installed package: library, headers, CMake package and pkg-config file, used by a consumer.
+# Skipped in sanitizer builds, where a plain consumer cannot link the instrumented library.
+if(NOT EMAILSERVICE_SANITIZE)
+  add_test(NAME install.PackageIsUsable
+    COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/install/check_install.sh ${PROJECT_BINARY_DIR}
+            ${PROJECT_BINARY_DIR}/install-check)
+  set_tests_properties(install.PackageIsUsable PROPERTIES TIMEOUT 300)
+endif()

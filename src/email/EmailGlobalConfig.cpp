@@ -25,7 +25,7 @@ constexpr unsigned long long kMonitoredDevice = 20;
 constexpr char const kPartNumberChannel[] = "PowerDistribution.Attribute.PartNumber";
 constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
 
-// What sendemail prints when the message did not go out; its exit status is not reliable.
+// What sendemail prints when the message did not go out; only this text counts, not the exit status.
 constexpr char const kSendFailure[] = "Could not send the message";
 
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
@@ -52,8 +52,8 @@ std::string mailCommandText(std::string const& escapedSubject, std::string const
 #else
 
 // The shell command that submits one e-mail. Only the subject is quoted (it must already be
-// escaped for a double-quoted word); the attachment list carries its own leading blanks, and the
-// recipients and the body path are meant to be split by the shell.
+// escaped for a double-quoted word). The attachment list carries its own leading blanks; the
+// recipients are split into words by the shell; neither they nor the paths are quoted.
 std::string mailCommandText(std::string const& escapedSubject, std::string const& attachments,
                             std::string const& recipients, std::string const& bodyFile) {
   std::string text = "sudo -u email sendemail -s \"";

@@ -92,6 +92,33 @@ TEST_F(DispatchInputTest, MalformedCodeListsReportAndNeitherExcludeNorMakeAnExce
   EXPECT_EQ(subjectOf(sent[0]), "UPS-A - Alarm - Active - Critical - On battery");
 }
 
+TEST_F(DispatchInputTest, CardConditionsAreTestedInOrderUpToTheFirstThatFails) {
+  // A malformed excluded entry prints when, and only when, its test is reached.
+  struct Case {
+    bool eventNotification;
+    char const* code;
+    char const* printed;
+    bool sent;
+  };
+  Case const cases[] = {
+      {false, "C00001", "", false},                                         // notifications off: nothing tested
+      {true, "C00001", "isExceptionEvent exception: stoiC00001\n", false},  // excluded list, then the e-mail event
+      {true, "1A", "isExceptionEvent exception: stoi1A\n", true},
+  };
+  for (auto const& c : cases) {
+    SCOPED_TRACE(c.code);
+    auto configuration = sendingConfiguration("3");
+    configuration.mutable_eventnotification()->set_value(c.eventNotification);
+    configuration.mutable_excludedevents()->set_value("zz");
+    recordCommands();
+    std::size_t const before = recordedShellCommands().size();
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(dispatch(configuration, makeEvent(EventType::Card, c.code)), ErrorCode::Success);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), c.printed);
+    EXPECT_EQ(recordedShellCommands().size() - before, c.sent ? 1U : 0U);
+  }
+}
+
 TEST_F(DispatchInputTest, MissingWorkDirectoryStillSubmitsWithoutABody) {
   fs::remove_all(kWorkDirectory);
   recordCommands();
@@ -152,7 +179,7 @@ class MailCommandTest : public DispatchInputTest {
     writeFile(binDirectory + "sendemail",
               "#!/bin/sh\ncat >/dev/null\nprintf '%s' '" + output + "'\nexit " + std::to_string(status) + "\n");
     fs::permissions(binDirectory + "sendemail", fs::perms::owner_all);
-    setenv("PATH", (binDirectory + ":" + savedPath).c_str(), 1);
+    setenv("PATH", (binDirectory + ":" + SIMCARD_BIN_DIR + ":" + savedPath).c_str(), 1);
   }
 
   // Only the card's sudo and log script, no sendemail.

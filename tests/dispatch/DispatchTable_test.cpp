@@ -121,6 +121,8 @@ Row const kRows[] = {
      kSuccess, kSendError},
     {"TestForThisConfigurationSendsTheTestEmail", kTest, "3", true, "", "", Kind::Test, Log::SystemLogsAsListed,
      "3test.txt", kSucceeded, kFailed},
+    {"TestForThisConfigurationIgnoresItsSwitches", kTest, "3", false, "3", "3", Kind::Test, Log::SystemLogsAsListed,
+     "3test.txt", kSucceeded, kFailed},
     {"TestForAnotherConfigurationSendsNothingEvenIfListedAsException", kTest, "4", true, "4", "", Kind::None, Log::None,
      "", kSuccess, kSuccess},
     {"OtherTypeListedAsExceptionSendsTheExceptionEmailWithTheBareWorkFile", 7, "1A", true, "1A", "", Kind::Exception,

@@ -135,6 +135,27 @@ TEST_F(Submission, ManageEmailRunsSubjectBodyAttachmentsThenSubmission) {
                                             workPath("sensors.csv") + " -- ops admin@example.com < " + bodyFile);
 }
 
+TEST_F(Submission, MeasureExportsComeFromTheCardsMeasuresAndLastAsLongAsTheEmail) {
+  writeFile(std::string(paths::kUpsMeasuresDirectory) + "/records.csv", "time,load\n0,20\n");
+  writeFile(std::string(paths::kSensorMeasuresDirectory) + "/records.csv", "time,temperature\n60,21.5\n");
+  std::string upsAtSend;
+  std::string sensorsAtSend;
+  card().setCommandHook([&](std::vector<std::string> const&, std::string const&, std::string&) {
+    upsAtSend = readFile(workPath("ups.csv"));
+    sensorsAtSend = readFile(workPath("sensors.csv"));
+    return 0;
+  });
+  auto email = makeEmail();
+  email->attachMeasureExports = true;
+  EXPECT_EQ(email->manageEmail("ops"), ErrorCode::Success);
+  EXPECT_EQ(email->getAttachments(), " " + workPath("ups.csv") + " " + workPath("sensors.csv"));
+  EXPECT_EQ(upsAtSend, "time,load\n1970-01-01 00:00:00,20\n");
+  EXPECT_EQ(sensorsAtSend, "time,temperature\n1970-01-01 00:01:00,21.5\n");
+  email.reset();
+  EXPECT_FALSE(fileExists(workPath("ups.csv")));
+  EXPECT_FALSE(fileExists(workPath("sensors.csv")));
+}
+
 TEST_F(Submission, ManageEmailReturnsWhatTheSubmissionReports) {
   recordCommands("Could not send the message\n", 1);
   EXPECT_EQ(makeEmail()->manageEmail("ops"), ErrorCode::SendError);

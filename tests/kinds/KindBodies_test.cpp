@@ -30,24 +30,26 @@ EmailEvent event(std::int32_t type, std::int32_t level, std::int32_t state, std:
   return EmailEvent{type, "2024-05-01 13:07:42", level, std::move(code), state, std::move(description)};
 }
 
-BodyCase const kBodyCases[] = {
-    {"AlarmActiveCritical", Kind::Alarm, event(EventType::Ups, 1, 1, "1A2B", "Battery low"), false, false,
-     "Room 2 UPS - Alarm - Active - Critical - Battery low", "alarm_active_critical.txt", nullptr},
-    {"AlarmClearedWarningWithNineCharacterCode", Kind::Alarm,
-     event(EventType::Ups, 2, 0, "123456789", "Input voltage out of range"), false, false,
-     "Room 2 UPS - Alarm - Cleared - Warning - Input voltage out of range", "alarm_cleared_warning.txt", nullptr},
-    {"SystemEventHasNoStateColumn", Kind::SystemEvent, event(EventType::Card, 3, 1, "C00F01", "Firmware updated"),
-     false, false, "Room 2 UPS - System event - Informational - Firmware updated", "system_event.txt", nullptr},
-    {"ExceptionOfLevelFourIsInformational", Kind::Exception,
-     event(EventType::Ups, 4, 0, "12345678A", "Battery replaced"), false, false,
-     "Room 2 UPS - Exception event - Informational - Battery replaced", "exception_event.txt", nullptr},
-    {"TestEmailOfUnnamedSystemIgnoresTheEvent", Kind::Test, event(EventType::Test, 1, 1, "7", "not printed"), true,
-     false, " - Test email", "test_email_unnamed_system.txt", kTestEmailClock},
-    {"PeriodicReportListsAndCountsAlarms", Kind::Periodic, event(EventType::Periodic, 3, 1, "2", ""), false, true,
-     "Room 2 UPS - Periodic report", "periodic_report.txt", kPeriodEndClock},
-    {"PeriodicReportWithoutAlarms", Kind::Periodic, event(EventType::Periodic, 3, 1, "2", ""), false, false,
-     "Room 2 UPS - Periodic report", "periodic_report_no_alarms.txt", kPeriodEndClock},
-};
+std::vector<BodyCase> bodyCases() {
+  return {
+      {"AlarmActiveCritical", Kind::Alarm, event(EventType::Ups, 1, 1, "1A2B", "Battery low"), false, false,
+       "Room 2 UPS - Alarm - Active - Critical - Battery low", "alarm_active_critical.txt", nullptr},
+      {"AlarmClearedWarningWithNineCharacterCode", Kind::Alarm,
+       event(EventType::Ups, 2, 0, "123456789", "Input voltage out of range"), false, false,
+       "Room 2 UPS - Alarm - Cleared - Warning - Input voltage out of range", "alarm_cleared_warning.txt", nullptr},
+      {"SystemEventHasNoStateColumn", Kind::SystemEvent, event(EventType::Card, 3, 1, "C00F01", "Firmware updated"),
+       false, false, "Room 2 UPS - System event - Informational - Firmware updated", "system_event.txt", nullptr},
+      {"ExceptionOfLevelFourIsInformational", Kind::Exception,
+       event(EventType::Ups, 4, 0, "12345678A", "Battery replaced"), false, false,
+       "Room 2 UPS - Exception event - Informational - Battery replaced", "exception_event.txt", nullptr},
+      {"TestEmailOfUnnamedSystemIgnoresTheEvent", Kind::Test, event(EventType::Test, 1, 1, "7", "not printed"), true,
+       false, " - Test email", "test_email_unnamed_system.txt", kTestEmailClock},
+      {"PeriodicReportListsAndCountsAlarms", Kind::Periodic, event(EventType::Periodic, 3, 1, "2", ""), false, true,
+       "Room 2 UPS - Periodic report", "periodic_report.txt", kPeriodEndClock},
+      {"PeriodicReportWithoutAlarms", Kind::Periodic, event(EventType::Periodic, 3, 1, "2", ""), false, false,
+       "Room 2 UPS - Periodic report", "periodic_report_no_alarms.txt", kPeriodEndClock},
+  };
+}
 
 class KindBodyTest : public KindsTest, public ::testing::WithParamInterface<BodyCase> {
  protected:
@@ -137,7 +139,7 @@ TEST_P(KindBodyTest, ComposesSubjectBodyAndCommandAsReviewed) {
   EXPECT_EQ(mailCommand(), expectedCommand(*email));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, KindBodyTest, ::testing::ValuesIn(kBodyCases),
+INSTANTIATE_TEST_SUITE_P(Kinds, KindBodyTest, ::testing::ValuesIn(bodyCases()),
                          [](auto const& paramInfo) { return std::string(paramInfo.param.name); });
 
 }  // namespace

@@ -166,11 +166,6 @@ class KindsTest : public CardTest {
     card().device(20).clear_physicalname();
   }
 
-  static EmailEvent makeEvent(std::int32_t type, std::int32_t level, std::int32_t state, std::string code,
-                              std::string description) {
-    return EmailEvent{type, "2024-05-01 13:07:42", level, std::move(code), state, std::move(description)};
-  }
-
   // The shell command run by the library, with the test's path prefix taken out so that the
   // expected texts read as on the card.
   std::string mailCommand() const {

@@ -39,22 +39,30 @@ std::vector<std::string> standInDirectories(std::string const& programPath) {
   return found;
 }
 
-// The first "Subject:" header line of a message file.
+// The "Subject:" header of a message file, its folded continuation lines joined.
 std::string subjectOf(fs::path const& message) {
   std::ifstream in(message);
+  std::string subject;
   std::string line;
   while (std::getline(in, line) && !line.empty() && line != "\r") {
-    if (line.compare(0, 8, "Subject:") == 0) {
-      return line;
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+    bool const continuation = line[0] == ' ' || line[0] == '\t';
+    if (!subject.empty() && !continuation) {
+      break;
+    }
+    if (!subject.empty() || line.compare(0, 8, "Subject:") == 0) {
+      subject += line;  // unfolding keeps the blank that starts a continuation line
     }
   }
-  return "(no subject)";
+  return subject.empty() ? "(no subject)" : subject;
 }
 
 }  // namespace
 
-Delivery::Delivery(std::string maildir, std::string smtpUrl)
-    : maildir(std::move(maildir)), smtpUrl(std::move(smtpUrl)) {}
+Delivery::Delivery(std::string maildirPath, std::string serverUrl)
+    : maildir(std::move(maildirPath)), smtpUrl(std::move(serverUrl)) {}
 
 bool Delivery::configure(std::string const& programPath, std::string& error) {
   std::vector<std::string> const directories = standInDirectories(programPath);

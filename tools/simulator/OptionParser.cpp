@@ -60,7 +60,7 @@ std::string now() {
 
 }  // namespace
 
-OptionParser::OptionParser(std::string defaultMaildir) : defaultMaildir(std::move(defaultMaildir)) {}
+OptionParser::OptionParser(std::string maildir) : defaultMaildir(std::move(maildir)) {}
 
 bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const {
   options = SimulatorOptions{};

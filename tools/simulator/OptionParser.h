@@ -24,7 +24,7 @@ struct SimulatorOptions {
 // accepted; every option may be given once at most.
 class OptionParser final {
  public:
-  explicit OptionParser(std::string defaultMaildir);
+  explicit OptionParser(std::string maildir);
 
   // False with `error` set when the command line is not usable.
   bool parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const;

@@ -72,7 +72,7 @@ int SimulatorRun::run() {
   ErrorCode const result = service.manageEmails(options.event);
   out << "Result: " << describe(result) << "\n";
   if (options.logResult) {
-    logResult(state, result);
+    logResult(state, accessor, result);
   }
   out << delivery.report();
   out << "Body work files are in " << emailservice::paths::kWorkDirectory << "\n";
@@ -88,7 +88,7 @@ bool SimulatorRun::loadCard(simcard::proto::CardState& state) {
   return true;
 }
 
-void SimulatorRun::logResult(simcard::proto::CardState const& state, ErrorCode code) {
+void SimulatorRun::logResult(simcard::proto::CardState const& state, cdsapi::CdsAccessor& accessor, ErrorCode code) {
   std::string const id = logConfigurationId(state);
   dravo::proto::EmailConfigurationList const list = configurationList(state);
   dravo::proto::EmailConfiguration configuration;
@@ -98,7 +98,6 @@ void SimulatorRun::logResult(simcard::proto::CardState const& state, ErrorCode c
       break;
     }
   }
-  cdsapi::CdsAccessor accessor("emailservice-simulator");
   emailservice::EmailConfig(accessor, options.event, configuration).logError(code);
 
   auto const& entries = simcard::SimulatedCard::instance().cardLog();

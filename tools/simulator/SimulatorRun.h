@@ -6,6 +6,7 @@
 
 #include "OptionParser.h"
 #include "card_state.pb.h"
+#include "cdsapi/CdsAccessor.h"
 #include "emailservice/ErrorCode.h"
 
 namespace simulator {
@@ -23,7 +24,7 @@ class SimulatorRun final {
 
  private:
   bool loadCard(simcard::proto::CardState& state);
-  void logResult(simcard::proto::CardState const& state, emailservice::ErrorCode code);
+  void logResult(simcard::proto::CardState const& state, cdsapi::CdsAccessor& accessor, emailservice::ErrorCode code);
   std::string logConfigurationId(simcard::proto::CardState const& state) const;
 
   SimulatorOptions const& options;
