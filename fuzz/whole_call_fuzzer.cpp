@@ -24,7 +24,11 @@ namespace {
 
 using emailservice::fuzz::check;
 
-std::string const kWork = emailservice::paths::kWorkDirectory;
+// The card's work directory, where the body files and the attachments are.
+std::string const& workDirectory() {
+  static std::string const directory = emailservice::paths::kWorkDirectory;
+  return directory;
+}
 
 std::string suffixOf(std::int32_t type) {
   switch (type) {
@@ -67,9 +71,10 @@ std::string::size_type readSubject(std::string const& command, std::string::size
 // Skips the attachment list: known attachment paths, each after one or more blanks (a kind may
 // put a blank before a list that begins with one).
 std::string::size_type skipAttachments(std::string const& command, std::string::size_type at) {
-  static std::vector<std::string> const known = {
-      kWork + "logUpdate.csv", kWork + "logAccount.csv", kWork + "logSession.csv", kWork + "logSystem.csv",
-      kWork + "logAlarm.csv",  kWork + "ups.csv",        kWork + "sensors.csv"};
+  static std::vector<std::string> const known = {workDirectory() + "logUpdate.csv",  workDirectory() + "logAccount.csv",
+                                                 workDirectory() + "logSession.csv", workDirectory() + "logSystem.csv",
+                                                 workDirectory() + "logAlarm.csv",   workDirectory() + "ups.csv",
+                                                 workDirectory() + "sensors.csv"};
   for (;;) {
     auto const path = command.find_first_not_of(' ', at);
     if (path == at || path == std::string::npos) {
@@ -164,7 +169,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   for (int i = 1; i < list.configurations_size(); ++i) {
     auto const& configuration = list.configurations(i);
     if (configuration.enabled().value()) {
-      tails.push_back(configuration.recipients().value() + " < " + kWork + configuration.id().value() +
+      tails.push_back(configuration.recipients().value() + " < " + workDirectory() + configuration.id().value() +
                       suffixOf(event.type));
     }
   }

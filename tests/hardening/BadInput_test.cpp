@@ -21,7 +21,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string const kWork = paths::kWorkDirectory;
+std::string const& workDirectory() {
+  static std::string const directory = paths::kWorkDirectory;
+  return directory;
+}
 
 long peakResidentKilobytes() {
   rusage usage{};
@@ -42,6 +45,7 @@ class BadInputTest : public CardTest {};
 
 TEST_F(BadInputTest, TenThousandConfigurationsAreAllServedInOneCall) {
   std::vector<dravo::proto::EmailConfiguration> configurations;
+  configurations.reserve(10000);
   for (int i = 0; i < 10000; ++i) {
     configurations.push_back(alarmConfiguration(std::to_string(i), "ops" + std::to_string(i) + "@example.com"));
   }
@@ -57,7 +61,7 @@ TEST_F(BadInputTest, TenThousandConfigurationsAreAllServedInOneCall) {
   EXPECT_EQ(result, ErrorCode::Success);
   auto const mails = recordedShellCommands();
   ASSERT_EQ(mails.size(), 10000U);
-  EXPECT_NE(mails.back().find("-- ops9999@example.com < " + kWork + "9999ups.txt"), std::string::npos);
+  EXPECT_NE(mails.back().find("-- ops9999@example.com < " + workDirectory() + "9999ups.txt"), std::string::npos);
   std::cout << "10000 configurations: " << seconds << " s, peak resident memory " << memoryBefore << " kB before, "
             << memoryAfter << " kB after\n";
   RecordProperty("seconds", std::to_string(seconds));
@@ -66,6 +70,7 @@ TEST_F(BadInputTest, TenThousandConfigurationsAreAllServedInOneCall) {
 
 TEST_F(BadInputTest, ATestAddressedToTheLastOfTenThousandConfigurationsIsTheOnlyOneSent) {
   std::vector<dravo::proto::EmailConfiguration> configurations;
+  configurations.reserve(10000);
   for (int i = 0; i < 10000; ++i) {
     configurations.push_back(alarmConfiguration(std::to_string(i), "ops@example.com"));
   }
@@ -75,7 +80,7 @@ TEST_F(BadInputTest, ATestAddressedToTheLastOfTenThousandConfigurationsIsTheOnly
   EXPECT_EQ(manageEmails(EmailEvent{EventType::Test, "", 1, "9999", 1, ""}), ErrorCode::TestEmailSucceeded);
   auto const mails = recordedShellCommands();
   ASSERT_EQ(mails.size(), 1U);
-  EXPECT_NE(mails[0].find("< " + kWork + "9999test.txt"), std::string::npos);
+  EXPECT_NE(mails[0].find("< " + workDirectory() + "9999test.txt"), std::string::npos);
 }
 
 // Entries whose every attribute is unset (tables and periodic settings included) but for
@@ -88,10 +93,10 @@ TEST_F(BadInputTest, EntriesWithEveryAttributeUnsetAnswerEveryEventType) {
     std::string workFile;
   };
   std::vector<Case> const cases = {
-      {EventType::Periodic, ErrorCode::TestEmailSucceeded, 1, kWork + "report.txt"},
+      {EventType::Periodic, ErrorCode::TestEmailSucceeded, 1, workDirectory() + "report.txt"},
       {EventType::Card, ErrorCode::Success, 0, ""},
       {EventType::Ups, ErrorCode::Success, 0, ""},
-      {EventType::Test, ErrorCode::TestEmailSucceeded, 1, kWork + "test.txt"},
+      {EventType::Test, ErrorCode::TestEmailSucceeded, 1, workDirectory() + "test.txt"},
       {7, ErrorCode::Success, 0, ""},
   };
   for (auto const& c : cases) {
@@ -134,11 +139,11 @@ TEST_F(BadInputTest, MebibyteRecipientsAndDescriptionReachTheCommandWhole) {
 
   auto const mails = recordedShellCommands();
   ASSERT_EQ(mails.size(), 1U);
-  std::string const expectedEnd = "\" -- " + recipients + " < " + kWork + "7ups.txt";
+  std::string const expectedEnd = "\" -- " + recipients + " < " + workDirectory() + "7ups.txt";
   ASSERT_GE(mails[0].size(), expectedEnd.size());
   EXPECT_EQ(mails[0].substr(mails[0].size() - expectedEnd.size()), expectedEnd);
   EXPECT_NE(mails[0].find("UPS-A - Alarm - Active - Critical - " + description + "\""), std::string::npos);
-  EXPECT_NE(readFile(kWork + "7ups.txt").find(description), std::string::npos);
+  EXPECT_NE(readFile(workDirectory() + "7ups.txt").find(description), std::string::npos);
 }
 
 // Linux takes at most 128 KiB in one program argument: a command text that long cannot start,
@@ -162,7 +167,7 @@ TEST_F(BadInputTest, NulBytesAndInvalidUtf8PassIntoBodyAndCommandUnchanged) {
   ASSERT_EQ(mails.size(), 1U);
   EXPECT_NE(mails[0].find(description), std::string::npos);
   EXPECT_NE(mails[0].find(" -- " + recipients + " < "), std::string::npos);
-  std::string const body = readFile(kWork + "7ups.txt");
+  std::string const body = readFile(workDirectory() + "7ups.txt");
   EXPECT_NE(body.find(description), std::string::npos);
   EXPECT_NE(body.find(std::string("System name: UPS") + '\0' + "\xe2\x82\n"), std::string::npos);
 }
@@ -171,7 +176,7 @@ TEST_F(BadInputTest, NulBytesAndInvalidUtf8PassIntoBodyAndCommandUnchanged) {
 // included, can create files in; plain permissions would not stop root, who runs these tests):
 // the body cannot be written, the command still runs and its output alone decides.
 TEST_F(BadInputTest, AnUnusableWorkDirectoryStillSubmitsAndCreatesNothing) {
-  std::string const directory = fs::path(kWork).parent_path().string();
+  std::string const directory = fs::path(workDirectory()).parent_path().string();
   for (bool replacedByFile : {false, true}) {
     SCOPED_TRACE(replacedByFile ? "a file in place of the work directory" : "no work directory");
     card().reset();
@@ -184,7 +189,7 @@ TEST_F(BadInputTest, AnUnusableWorkDirectoryStillSubmitsAndCreatesNothing) {
     EXPECT_EQ(manageEmails(criticalUpsAlarm("On battery")), ErrorCode::Success);
     auto const mails = recordedShellCommands();
     ASSERT_FALSE(mails.empty());
-    EXPECT_NE(mails.back().find("< " + kWork + "7ups.txt"), std::string::npos);
+    EXPECT_NE(mails.back().find("< " + workDirectory() + "7ups.txt"), std::string::npos);
     EXPECT_EQ(fs::exists(directory), replacedByFile);
     EXPECT_EQ(fs::is_regular_file(directory), replacedByFile);
     recordCommands("Could not send the message");
@@ -197,7 +202,8 @@ TEST_F(BadInputTest, AnUnusableWorkDirectoryStillSubmitsAndCreatesNothing) {
 // The mail command prints 100 MiB before it reports its failure: the report is still found.
 TEST_F(BadInputTest, AMailCommandThatFloodsItsOutputBeforeFailingIsAFailedSending) {
   fs::path const record = fs::temp_directory_path() / ("emailservice-flood-" + std::to_string(getpid()));
-  std::string const previousPath = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
+  char const* const path = std::getenv("PATH");
+  std::string const previousPath = path != nullptr ? path : "";
   setenv("PATH", (std::string(EMAILSERVICE_SOURCE_DIR) + "/tests/hardening/bin:" + previousPath).c_str(), 1);
   setenv("HARDENING_RECORD", record.c_str(), 1);
   setenv("HARDENING_FLOOD", std::to_string(100 << 20).c_str(), 1);

@@ -82,7 +82,8 @@ class ShellInjectionTest : public CardTest {
     scratch = root / "cwd";
     recordFile = (root / "words").string();
     marker = (root / "marker").string();
-    previousPath = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
+    char const* const path = std::getenv("PATH");
+    previousPath = path != nullptr ? path : "";
     std::string const stand_ins = std::string(EMAILSERVICE_SOURCE_DIR) + "/tests/hardening/bin";
     setenv("PATH", (stand_ins + ":" + SIMCARD_BIN_DIR + ":" + previousPath).c_str(), 1);
     setenv("HARDENING_RECORD", recordFile.c_str(), 1);
