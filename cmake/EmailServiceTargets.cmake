@@ -10,6 +10,15 @@ function(emailservice_set_warnings target)
   endif()
 endfunction()
 
+if(EMAILSERVICE_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "EMAILSERVICE_BUILD_FUZZERS needs clang's libFuzzer: configure with -DCMAKE_CXX_COMPILER=clang++")
+  endif()
+  # Coverage feedback for libFuzzer in every target; the fuzz programs add the fuzzer's main.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  set(EMAILSERVICE_SANITIZE ON)
+endif()
+
 if(EMAILSERVICE_SANITIZE)
   # Applied to the whole tree so that the library, the host platform and the tests agree.
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all)

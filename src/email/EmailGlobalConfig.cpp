@@ -9,6 +9,7 @@
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/InBandAccessor.h"
 #include "cdsapi/OobAccessor.h"
+#include "email/ShellQuote.h"
 #include "netinfo/netinfo.h"
 #include "zorvan/Branding.h"
 #include "zorvan/Exec.h"
@@ -27,6 +28,29 @@ constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
 // What sendemail prints when the message did not go out; only this text counts, not the exit status.
 constexpr char const kSendFailure[] = "Could not send the message";
 
+#ifdef EMAILSERVICE_HARDENED_SUBMISSION
+
+// The shell command that submits one e-mail, hardened: every piece that comes from data is
+// quoted, so that the shell takes it as plain text. For ordinary values sendemail gets the words
+// of the default command: the subject as the shell reads it back from its double quotes, then
+// the attachment paths, the recipients split at blanks, and the body path.
+std::string mailCommandText(std::string const& escapedSubject, std::string const& attachments,
+                            std::string const& recipients, std::string const& bodyFile) {
+  std::string text = "sudo -u email sendemail -s ";
+  text += ShellQuote::word(ShellQuote::unescapeDoubleQuoted(escapedSubject));
+  if (!attachments.empty()) {
+    text += " -a";
+    text += ShellQuote::words(attachments);
+  }
+  text += " --";
+  text += ShellQuote::words(recipients);
+  text += " < ";
+  text += ShellQuote::word(bodyFile);
+  return text;
+}
+
+#else
+
 // The shell command that submits one e-mail. Only the subject is quoted (it must already be
 // escaped for a double-quoted word). The attachment list carries its own leading blanks; the
 // recipients are split into words by the shell; neither they nor the paths are quoted.
@@ -42,6 +66,8 @@ std::string mailCommandText(std::string const& escapedSubject, std::string const
   text += bodyFile;
   return text;
 }
+
+#endif
 
 }  // namespace
 

@@ -1,0 +1,72 @@
+// The cut of a card log from a start time, on any log bytes and any start time.
+// Input: 8 bytes of start time (big-endian, signed), then the log's bytes.
+// Properties: no crash, no hang; the copy is the header line and a line feed, then the first line
+// stamped at or after the start (or, when there is none, the text after the last line feed) and a
+// line feed, then the rest of the log unchanged. A line holds any byte and has no length limit; a
+// line that does not start with a timestamp never ends the scan. Timestamps are read by the
+// system library (strptime, timegm) in this model.
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include "CardPaths.h"
+#include "FuzzSupport.h"
+#include "logfiles/SystemEventLogFile.h"
+
+namespace {
+
+using emailservice::fuzz::check;
+
+// The time that starts `line`: the text up to its first "." read with strptime and timegm.
+std::optional<long long> stampOf(std::string const& line) {
+  std::string const text = line.substr(0, line.find('.'));
+  std::tm fields{};
+  if (strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields) == nullptr) {
+    return std::nullopt;
+  }
+  fields.tm_isdst = -1;
+  return static_cast<long long>(timegm(&fields));
+}
+
+std::string expectedCopy(std::string const& log, long fromTime) {
+  auto const headerEnd = log.find('\n');
+  if (headerEnd == std::string::npos) {
+    return log + "\n\n";
+  }
+  std::string copy = log.substr(0, headerEnd) + "\n";
+  std::string::size_type begin = headerEnd + 1;
+  for (;;) {
+    auto const end = log.find('\n', begin);
+    if (end == std::string::npos) {
+      return copy + log.substr(begin) + "\n";
+    }
+    std::string const line = log.substr(begin, end - begin);
+    auto const stamp = stampOf(line);
+    if (stamp && fromTime <= *stamp) {
+      return copy + line + "\n" + log.substr(end + 1);
+    }
+    begin = end + 1;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+  emailservice::fuzz::prepareCardDirectories();
+  static emailservice::SystemEventLogFile logs(emailservice::paths::kWorkDirectory);
+  static std::string const source = std::string(emailservice::paths::kSystemLogDirectory) + "logSession.csv";
+  static std::string const copy = std::string(emailservice::paths::kWorkDirectory) + "logSession.csv";
+
+  emailservice::fuzz::FuzzInput input(data, size);
+  long const fromTime = input.int64();
+  std::string const log = input.rest();
+  emailservice::fuzz::writeWholeFile(source, log);
+
+  logs.tailFromDate("logSession.csv", fromTime);
+
+  std::string const produced = emailservice::fuzz::readWholeFile(copy);
+  check(produced == expectedCopy(log, fromTime), "the copy is header, first line from the start time, rest",
+        "from " + std::to_string(fromTime) + "\nlog [" + log + "]\ncopy [" + produced + "]");
+  return 0;
+}

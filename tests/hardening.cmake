@@ -1,0 +1,18 @@
+# The shell injection tests once more, against the library built with the hardened mail command
+# (the hardening_tests program of tests/hardening/ runs them against the default one).
+if(TARGET emailServiceObjectsHardened)
+  add_executable(hardened_submission_tests
+    ${CMAKE_CURRENT_SOURCE_DIR}/hardening/ShellInjection_test.cpp
+    ${support_sources})
+  target_include_directories(hardened_submission_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(hardened_submission_tests PRIVATE
+    emailServiceObjectsHardened simcard GTest::gtest GTest::gmock GTest::gmock_main)
+  target_compile_definitions(hardened_submission_tests PRIVATE
+    SIMCARD_BIN_DIR="${SIMCARD_BIN_DIR}"
+    EMAILSERVICE_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  emailservice_set_warnings(hardened_submission_tests)
+  gtest_discover_tests(hardened_submission_tests
+    TEST_PREFIX "hardened."
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES RESOURCE_LOCK card_paths ENVIRONMENT "PATH=${SIMCARD_BIN_DIR}:$ENV{PATH}")
+endif()
