@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -15,15 +16,31 @@ namespace {
 // line's timestamp is read without going back to the file.
 constexpr std::size_t kBlockSize = 1024 * 1024;
 
+// A small log needs no more buffer than its size (and the scan of one line then never reads past
+// it); cutting many small logs stays cheap.
+constexpr std::size_t kSmallestBlock = 4 * 1024;
+
 bool isRegularFile(int fd) {
   struct stat status {};
   return fd >= 0 && ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+std::size_t blockSizeFor(int fd) {
+  struct stat status {};
+  if (fd < 0) {
+    return 0;
+  }
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0 ||
+      static_cast<unsigned long long>(status.st_size) >= kBlockSize) {
+    return kBlockSize;
+  }
+  return std::max(kSmallestBlock, static_cast<std::size_t>(status.st_size) + 1);
+}
+
 }  // namespace
 
 LogLineReader::LogLineReader(std::string const& path)
-    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), rereadable(isRegularFile(fd)), buffer(fd >= 0 ? kBlockSize : 0) {}
+    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), rereadable(isRegularFile(fd)), buffer(blockSizeFor(fd)) {}
 
 LogLineReader::~LogLineReader() {
   if (fd >= 0) {
