@@ -16,12 +16,15 @@ bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || 
 
 ErrorCode EmailService::manageEmails(EmailEvent const& event) {
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
+  // The walk works on its own copies of the list and of each entry, whatever the record does.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   dravo::proto::EmailConfigurationList const list = record.emailconfigurationlist();
   bool const hideIpAddress = list.hideipaddress().value();
 
   ErrorCode result = ErrorCode::Success;
   // Entry 0 is the template of new configurations, never a recipient set of its own.
   for (int i = 1; i < list.configurations_size(); ++i) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     dravo::proto::EmailConfiguration const configuration = list.configurations(i);
     if (configuration.enabled().value()) {
       EmailConfig emailConfig(cdsAccessor, event, configuration);

@@ -14,11 +14,11 @@ namespace {
 
 // Large enough that reading and writing cost little more than a plain file copy, and that a
 // line's timestamp is read without going back to the file.
-constexpr std::size_t kBlockSize = 1024 * 1024;
+constexpr std::size_t kBlockSize = std::size_t{1024} * 1024;
 
 // A small log needs no more buffer than its size (and the scan of one line then never reads past
 // it); cutting many small logs stays cheap.
-constexpr std::size_t kSmallestBlock = 4 * 1024;
+constexpr std::size_t kSmallestBlock = std::size_t{4} * 1024;
 
 bool isRegularFile(int fd) {
   struct stat status {};

@@ -92,7 +92,7 @@ std::optional<std::int64_t> parseLogTimestamp(std::string_view text) {
   // Linear in every field, so days past the month's end and leap seconds carry over as timegm
   // normalises them.
   std::int64_t const days = daysToMonthStart(year, month) + day - 1;
-  return fitTimeT(days * kSecondsPerDay + hour * 3600 + minute * 60 + second);
+  return fitTimeT(days * kSecondsPerDay + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second);
 }
 
 }  // namespace emailservice
