@@ -43,15 +43,18 @@ std::vector<dravo::CAlarmUpdate> select(char const* operation, unsigned long lon
 
 }  // namespace
 
-std::vector<dravo::CAlarmUpdate> DataAlarms::getActiveAlarmsFromDate(unsigned long long historyId,
-                                                                     dravo::CWallTime from) const {
+// The start time comes by value, as the data store client's interface has it.
+std::vector<dravo::CAlarmUpdate> DataAlarms::getActiveAlarmsFromDate(
+    unsigned long long historyId,
+    dravo::CWallTime from) const {  // NOLINT(performance-unnecessary-value-param)
   auto const start = from.seconds();
   return select("getActiveAlarmsFromDate", historyId,
                 [start](Alarm const& alarm) { return !alarm.has_clearedat() && alarm.raisedat() >= start; });
 }
 
-std::vector<dravo::CAlarmUpdate> DataAlarms::getClosedAlarmsFromDate(unsigned long long historyId,
-                                                                     dravo::CWallTime from) const {
+std::vector<dravo::CAlarmUpdate> DataAlarms::getClosedAlarmsFromDate(
+    unsigned long long historyId,
+    dravo::CWallTime from) const {  // NOLINT(performance-unnecessary-value-param)
   auto const start = from.seconds();
   return select("getClosedAlarmsFromDate", historyId,
                 [start](Alarm const& alarm) { return alarm.has_clearedat() && alarm.clearedat() >= start; });

@@ -279,6 +279,7 @@ int exec(std::vector<std::string> args, std::string const& input, unsigned int t
     throwErrno(EINVAL, "no program to run");
   }
   std::vector<char*> argv;
+  argv.reserve(args.size() + 1);
   for (auto& arg : args) {
     argv.push_back(arg.data());
   }

@@ -34,7 +34,7 @@ namespace meslog {
 
 namespace {
 
-constexpr std::int64_t kRecentSeconds = 24 * 60 * 60;
+constexpr std::int64_t kRecentSeconds = std::int64_t{24} * 60 * 60;
 constexpr char const kRecordsFile[] = "/records.csv";
 
 struct Record {

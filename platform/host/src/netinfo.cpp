@@ -59,7 +59,7 @@ std::string fqdn() {
   if (overrides().has_fqdn()) {
     return overrides().fqdn();
   }
-  std::string const name = hostName();
+  std::string name = hostName();
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_flags = AI_CANONNAME;
