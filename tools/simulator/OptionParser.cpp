@@ -13,9 +13,17 @@ using emailservice::EventLevel;
 using emailservice::EventType;
 
 // Options that take no value.
-std::set<std::string> const kFlags = {"--help", "--log"};
-std::set<std::string> const kValued = {"--card",  "--type",    "--date", "--level",       "--code",
-                                       "--state", "--maildir", "--smtp", "--description", "--log-config"};
+std::set<std::string> const& flagOptions() {
+  static std::set<std::string> const names = {"--help", "--log"};
+  return names;
+}
+
+// Options that take a value.
+std::set<std::string> const& valuedOptions() {
+  static std::set<std::string> const names = {"--card",  "--type",    "--date", "--level",       "--code",
+                                              "--state", "--maildir", "--smtp", "--description", "--log-config"};
+  return names;
+}
 
 // A whole decimal 32-bit number, or false.
 bool parseNumber(std::string const& text, std::int32_t& value) {
@@ -42,11 +50,25 @@ bool parseNamed(std::string const& text, std::map<std::string, std::int32_t> con
   return parseNumber(text, value);
 }
 
-std::map<std::string, std::int32_t> const kTypes = {
-    {"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}};
-std::map<std::string, std::int32_t> const kLevels = {
-    {"critical", EventLevel::Critical}, {"warning", EventLevel::Warning}, {"informational", EventLevel::Informational}};
-std::map<std::string, std::int32_t> const kStates = {{"active", 1}, {"cleared", 0}};
+using Names = std::map<std::string, std::int32_t>;
+
+Names const& typeNames() {
+  static Names const names = {
+      {"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}};
+  return names;
+}
+
+Names const& levelNames() {
+  static Names const names = {{"critical", EventLevel::Critical},
+                              {"warning", EventLevel::Warning},
+                              {"informational", EventLevel::Informational}};
+  return names;
+}
+
+Names const& stateNames() {
+  static Names const names = {{"active", 1}, {"cleared", 0}};
+  return names;
+}
 
 // The date column the card's event service would give: now, in UTC.
 std::string now() {
@@ -85,8 +107,8 @@ bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions&
     if (name == "-h") {
       name = "--help";
     }
-    bool const flag = kFlags.count(name) != 0;
-    if (!flag && kValued.count(name) == 0) {
+    bool const flag = flagOptions().count(name) != 0;
+    if (!flag && valuedOptions().count(name) == 0) {
       error = "unknown option '" + args[i] + "'";
       return false;
     }
@@ -140,11 +162,11 @@ bool OptionParser::apply(std::string const& name, std::string const& value, Simu
   } else if (name == "--card") {
     options.cardFile = value;
   } else if (name == "--type") {
-    valid = parseNamed(value, kTypes, event.type);
+    valid = parseNamed(value, typeNames(), event.type);
   } else if (name == "--level") {
-    valid = parseNamed(value, kLevels, event.level);
+    valid = parseNamed(value, levelNames(), event.level);
   } else if (name == "--state") {
-    valid = parseNamed(value, kStates, event.state);
+    valid = parseNamed(value, stateNames(), event.state);
   } else if (name == "--date") {
     event.date = value;
   } else if (name == "--code") {
