@@ -9,6 +9,8 @@
 #   COMPARE=FILE                          a RESULTS file of an earlier run: fail when a mutant it
 #                                         killed survives now
 #   TEST_TIMEOUT=120                      seconds a test may run under a mutant (a hang is a kill)
+#   ALL_FAILURES=1                        run every test under each mutant and list all that fail
+#                                         (which tests kill which mutant), not only the first
 #   CMAKE_ARGS="-D..."                    more configure options, for instance a private
 #                                         -DEMAILSERVICE_PATH_PREFIX while other tests run
 #
@@ -98,12 +100,15 @@ for id in "${ids[@]}"; do
     detail="does not compile"
   else
     rm -f "$build/Testing/Temporary/LastTestsFailed.log"
-    if ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" --stop-on-failure >/dev/null 2>&1; then
+    stop="--stop-on-failure"
+    [ -n "${ALL_FAILURES:-}" ] && stop=""
+    # shellcheck disable=SC2086
+    if ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" $stop >/dev/null 2>&1; then
       outcome="survived"
       detail=""
     else
       outcome="killed"
-      detail=$(head -n 1 "$build/Testing/Temporary/LastTestsFailed.log" 2>/dev/null | cut -d: -f2- || true)
+      detail=$(cut -d: -f2- "$build/Testing/Temporary/LastTestsFailed.log" 2>/dev/null | paste -sd' ' || true)
     fi
   fi
   restore
