@@ -1,0 +1,246 @@
+// Runs the card scenarios of tests/scenarios/ (format: tests/support/scenario.proto). Every case
+// lays out a simulated card, fires its event at EmailService::manageEmails with the card's
+// commands recorded (and, when asked, run for real), and compares the result, the commands, what
+// the library printed, the card's log and the work files with what the case expects.
+#include <google/protobuf/text_format.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <sstream>
+
+#include "CardPaths.h"
+#include "CardPreparation.h"
+#include "cdsapi/CdsAccessor.h"
+#include "emailservice/EmailConfig.h"
+#include "emailservice/EmailService.h"
+#include "scenario.pb.h"
+#include "support/CardTest.h"
+#include "zorvan/Exec.h"
+
+namespace emailservice::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string const kScenarios = std::string(EMAILSERVICE_SOURCE_DIR) + "/tests/scenarios/";
+
+void replaceAll(std::string& text, std::string const& from, std::string const& to) {
+  for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+std::string expand(std::string text) {
+  replaceAll(text, "{SYS}", " {W}logUpdate.csv {W}logAccount.csv {W}logSession.csv {W}logSystem.csv");
+  replaceAll(text, "{W}", paths::kWorkDirectory);
+  replaceAll(text, "{L}", paths::kSystemLogDirectory);
+  return text;
+}
+
+template <typename Message>
+Message parseFile(std::string const& path) {
+  Message message;
+  EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(readFile(path), &message)) << path;
+  return message;
+}
+
+// Records replace those of the same key, devices those of the same number; the rest is merged.
+void mergeCard(simcard::proto::CardState& card, simcard::proto::CardState const& delta) {
+  simcard::proto::CardState base = card;
+  base.clear_records();
+  for (auto const& record : card.records()) {
+    bool const replaced = std::any_of(delta.records().begin(), delta.records().end(),
+                                      [&record](auto const& other) { return other.key() == record.key(); });
+    if (!replaced) {
+      *base.add_records() = record;
+    }
+  }
+  base.clear_devices();
+  for (auto const& device : card.devices()) {
+    bool const replaced = std::any_of(delta.devices().begin(), delta.devices().end(),
+                                      [&device](auto const& other) { return other.id() == device.id(); });
+    if (!replaced) {
+      *base.add_devices() = device;
+    }
+  }
+  base.MergeFrom(delta);
+  card = base;
+}
+
+std::string nowUtc() {
+  std::time_t const now = std::time(nullptr);
+  std::tm fields{};
+  gmtime_r(&now, &fields);
+  char text[32];
+  return std::string(text, std::strftime(text, sizeof text, "%F %T", &fields));
+}
+
+// Compares `actual` with `expected`, where every "{NOW}" of `expected` stands for a time
+// between `before` and `after` ("%F %T": they compare as texts).
+void expectText(std::string const& actual, std::string const& expected, std::string const& before,
+                std::string const& after, std::string const& what) {
+  std::string matched;
+  std::size_t from = 0;
+  std::size_t at = 0;
+  for (std::size_t now; (now = expected.find("{NOW}", from)) != std::string::npos; from = now + 5) {
+    matched += expected.substr(from, now - from);
+    std::string const time = actual.substr(std::min(actual.size(), matched.size()), before.size());
+    EXPECT_TRUE(before <= time && time <= after) << what << ": " << time << " is not a time of the run";
+    matched += time;
+    at = matched.size();
+  }
+  matched += expected.substr(from);
+  EXPECT_EQ(actual, matched) << what << " (times checked up to offset " << at << ")";
+}
+
+char const* nameOf(ErrorCode code) {
+  switch (code) {
+    case ErrorCode::Success:
+      return "Success";
+    case ErrorCode::TestEmailSucceeded:
+      return "TestEmailSucceeded";
+    case ErrorCode::TestEmailFailed:
+      return "TestEmailFailed";
+    case ErrorCode::SendError:
+      return "SendError";
+  }
+  return "(not an ErrorCode)";
+}
+
+class ScenarioTest : public CardTest, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void SetUp() override {
+    CardTest::SetUp();
+    // Far from UTC, so that a time written in local time shows.
+    setenv("TZ", "XST+05", 1);
+    tzset();
+  }
+
+  void runCase(test::Scenario const& scenario, test::Case const& c);
+  void recordAndAnswer(test::Case const& c);
+
+  std::vector<std::string> commands;
+};
+
+void ScenarioTest::recordAndAnswer(test::Case const& c) {
+  commands.clear();
+  card().setCommandHook([this, &c](std::vector<std::string> const& args, std::string const& input,
+                                   std::string& printed) {
+    bool const shell = args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c";
+    std::string joined = shell ? args[2] : "";
+    for (std::size_t i = 0; !shell && i < args.size(); ++i) {
+      joined += (i == 0 ? "" : " ") + args[i];
+    }
+    commands.push_back(joined);
+    if (!c.run_commands()) {
+      printed = shell ? c.mail_output() : "";
+      return 0;
+    }
+    auto const hook = card().getCommandHook();
+    card().setCommandHook({});
+    std::stringstream output;
+    int const status = zorvan::exec(args, input, 0, &output, nullptr);
+    card().setCommandHook(hook);
+    printed = output.str();
+    return status;
+  });
+}
+
+void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) {
+  SCOPED_TRACE(c.name());
+  CardTest::TearDown();
+  CardTest::SetUp();
+  simcard::proto::CardState state;
+  if (scenario.has_base()) {
+    state = parseFile<simcard::proto::CardState>(kScenarios + scenario.base());
+  }
+  mergeCard(state, scenario.card());
+  mergeCard(state, c.card());
+  card().load(state);
+  std::string error;
+  ASSERT_TRUE(simulator::CardPreparation(state).prepare(error)) << error;
+  recordAndAnswer(c);
+  if (c.has_fault()) {
+    auto const colon = c.fault().find(':');
+    card().setFault(c.fault().substr(0, colon),
+                    colon == std::string::npos ? 1U : static_cast<unsigned>(std::stoul(c.fault().substr(colon + 1))));
+  }
+
+  auto const& e = c.event();
+  EmailEvent const event{e.type(), e.has_date() ? e.date() : "2024-05-01 13:07:42", e.level(), e.code(), e.state(),
+                         e.has_description() ? e.description() : "On battery"};
+  cdsapi::CdsAccessor accessor;
+  std::string const before = nowUtc();
+  ::testing::internal::CaptureStdout();
+  bool threw = false;
+  ErrorCode result = ErrorCode::Success;
+  try {
+    result = EmailService(accessor).manageEmails(event);
+  } catch (std::exception const&) {
+    threw = true;
+  }
+  std::string const printed = ::testing::internal::GetCapturedStdout();
+  std::string const after = nowUtc();
+  for (auto const& record : state.records()) {
+    if (c.has_report() && record.key() == "EMAIL_CONFIGURATION") {
+      auto const& configuration = record.value().emailconfigurationlist().configurations(c.report());
+      EmailConfig(accessor, event, configuration).logError(result);
+    }
+  }
+
+  EXPECT_EQ(threw, c.throws());
+  EXPECT_EQ(nameOf(result), c.has_result() ? c.result() : "Success");
+  std::vector<std::string> expectedCommands;
+  for (auto const& command : c.command()) {
+    expectedCommands.push_back(expand(command));
+  }
+  EXPECT_EQ(commands, expectedCommands);
+  EXPECT_EQ(printed, c.stdout());
+  std::vector<std::string> log;
+  for (auto const& entry : card().cardLog()) {
+    std::ostringstream line;
+    line << entry.category << ' ' << entry.eventId << ' ' << entry.deviceId << ' ' << entry.severity << " ["
+         << entry.source << "] " << entry.channelId << ' ' << entry.message;
+    log.push_back(line.str());
+  }
+  EXPECT_EQ(log, std::vector<std::string>(c.card_log().begin(), c.card_log().end()));
+  for (auto const& file : c.file()) {
+    std::string const path = paths::kWorkDirectory + file.name();
+    if (file.absent()) {
+      EXPECT_FALSE(fs::exists(path)) << file.name();
+      continue;
+    }
+    std::string const expected = file.has_golden() ? readFile(kScenarios + file.golden()) : file.content();
+    expectText(readFile(path), expand(expected), before, after, file.name());
+  }
+}
+
+TEST_P(ScenarioTest, EveryCaseEndsAsExpected) {
+  auto const scenario = parseFile<test::Scenario>(kScenarios + GetParam());
+  ASSERT_GT(scenario.case__size(), 0);
+  for (auto const& c : scenario.case_()) {
+    runCase(scenario, c);
+  }
+}
+
+std::vector<std::string> scenarioFiles() {
+  std::vector<std::string> names;
+  for (auto const& entry : fs::directory_iterator(kScenarios)) {
+    if (entry.path().extension() == ".txtpb" && entry.path().stem().string().rfind("card-", 0) != 0) {
+      names.push_back(entry.path().filename().string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cards, ScenarioTest, ::testing::ValuesIn(scenarioFiles()), [](auto const& paramInfo) {
+  std::string name = paramInfo.param.substr(0, paramInfo.param.size() - 6);
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
+
+}  // namespace
+}  // namespace emailservice::testing
