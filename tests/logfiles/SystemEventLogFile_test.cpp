@@ -240,8 +240,8 @@ TEST_F(TailFromDate, ALongLineEndsASourceReadOnceAfterItsFirstMebibyte) {
     std::string expected;
   };
   Case const cases[] = {{kHeader + longLine + "\n" + kThird, kSecondTime, kHeader + firstMebibyte + "\n"},
-                        {kHeader + std::string(kThird) + longLine + "\n" + kThird, kFirstTime,
-                         kHeader + std::string(kThird) + firstMebibyte}};
+                        {kHeader + std::string(kThird) + kFirst + longLine + "\n" + kThird, kFirstTime,
+                         kHeader + std::string(kThird) + kFirst + firstMebibyte}};
   for (auto const& c : cases) {
     std::filesystem::remove(sourcePath("logSystem.csv"));
     ASSERT_EQ(mkfifo(sourcePath("logSystem.csv").c_str(), 0600), 0);
