@@ -2,7 +2,7 @@
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-foreach(suite DeliveryTest RefusedDeliveryTest CommandLineTest)
+foreach(suite DeliveryTest RefusedDeliveryTest FaultTest CommandLineTest)
   add_test(NAME endtoend.${suite}
     COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
