@@ -3,8 +3,9 @@
 the card's sendemail stand-in delivers to a real SMTP server on the loopback, and each delivered
 message is read back and checked: recipients, subject, body and every attachment.
 
-Environment: SIMULATOR (the simulator executable), CARD (the example card), PATH_PREFIX (the
-build's card path prefix, empty for the card's own paths).
+Environment: SIMULATOR (the simulator executable), EMULATOR (what starts it on this machine: empty,
+or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX (the build's
+card path prefix, empty for the card's own paths).
 """
 
 import calendar
@@ -12,6 +13,7 @@ import email
 import email.policy
 import os
 import re
+import shlex
 import socket
 import subprocess
 import tempfile
@@ -20,7 +22,7 @@ import unittest
 
 from aiosmtpd.controller import Controller
 
-SIMULATOR = os.environ["SIMULATOR"]
+SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ["SIMULATOR"]]
 CARD = os.environ["CARD"]
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
@@ -104,7 +106,7 @@ class SimulatorCase(unittest.TestCase):
         self.addCleanup(self.server.stop)
 
     def fire(self, *event, expected_result, expected_status):
-        run = subprocess.run([SIMULATOR, "--card", CARD, "--smtp", "smtp://127.0.0.1:%d" % self.port] + list(event),
+        run = subprocess.run(SIMULATOR + ["--card", CARD, "--smtp", "smtp://127.0.0.1:%d" % self.port] + list(event),
                              capture_output=True, text=True, timeout=120)
         self.assertEqual(run.returncode, expected_status, run.stdout + run.stderr)
         self.assertIn("Result: %s\n" % expected_result, run.stdout)
@@ -250,7 +252,7 @@ class CommandLineTest(unittest.TestCase):
     """Usage errors and unusable card files end with status 2 and a message naming the problem."""
 
     def run_simulator(self, *args):
-        return subprocess.run([SIMULATOR] + list(args), capture_output=True, text=True, timeout=60)
+        return subprocess.run(SIMULATOR + list(args), capture_output=True, text=True, timeout=60)
 
     def test_bad_command_lines_are_refused_with_a_reason(self):
         cases = [
