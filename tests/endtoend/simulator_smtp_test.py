@@ -3,8 +3,9 @@
 the card's sendemail stand-in delivers to a real SMTP server on the loopback, and each delivered
 message is read back and checked: recipients, subject, body and every attachment.
 
-Environment: SIMULATOR (the simulator executable), CARD (the example card), PATH_PREFIX (the
-build's card path prefix, empty for the card's own paths).
+Environment: SIMULATOR (the simulator executable), EMULATOR (what starts it on this machine: empty,
+or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX (the build's
+card path prefix, empty for the card's own paths).
 """
 
 import calendar
@@ -12,6 +13,7 @@ import email
 import email.policy
 import os
 import re
+import shlex
 import socket
 import subprocess
 import tempfile
@@ -20,7 +22,7 @@ import unittest
 
 from aiosmtpd.controller import Controller
 
-SIMULATOR = os.environ["SIMULATOR"]
+SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ["SIMULATOR"]]
 CARD = os.environ["CARD"]
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
@@ -105,7 +107,7 @@ class SimulatorCase(unittest.TestCase):
 
     def fire(self, *event, expected_result, expected_status, card=CARD):
         """Runs the simulator (its output in self.output); `expected_result` None: no result line."""
-        self.output = subprocess.run([SIMULATOR, "--card", card, "--smtp", "smtp://127.0.0.1:%d" % self.port] +
+        self.output = subprocess.run(SIMULATOR + ["--card", card, "--smtp", "smtp://127.0.0.1:%d" % self.port] +
                                      list(event), capture_output=True, text=True, timeout=120)
         self.assertEqual(self.output.returncode, expected_status, self.output.stdout + self.output.stderr)
         if expected_result is None:
@@ -302,7 +304,7 @@ class FaultTest(SimulatorCase):
         self.recorder.messages.clear()
         rounds = int(os.environ.get("ROUNDS", "5"))
         for _ in range(rounds):
-            runs = [subprocess.Popen([SIMULATOR, "--card", card] + event, stdout=subprocess.PIPE,
+            runs = [subprocess.Popen(SIMULATOR + ["--card", card] + event, stdout=subprocess.PIPE,
                                      stderr=subprocess.STDOUT, text=True) for card in (CARD, other)]
             for run in runs:
                 output = run.communicate(timeout=120)[0]
@@ -315,7 +317,7 @@ class CommandLineTest(unittest.TestCase):
     """Usage errors and unusable card files end with status 2 and a message naming the problem."""
 
     def run_simulator(self, *args):
-        return subprocess.run([SIMULATOR] + list(args), capture_output=True, text=True, timeout=60)
+        return subprocess.run(SIMULATOR + list(args), capture_output=True, text=True, timeout=60)
 
     def test_bad_command_lines_are_refused_with_a_reason(self):
         cases = [
