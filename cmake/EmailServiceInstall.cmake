@@ -1,30 +1,51 @@
-# Installation: the library, its public headers, a CMake package and a pkg-config file; on a
-# host also the simulated card that implements the platform, and the card's command stand-ins.
+# Installation, in three components (docs/card-build.md says how a new library or tool joins them):
+# - Runtime: the shared libraries and their SONAME links, what goes onto the card;
+# - Development: the public headers, the libraries' links for the linker, the CMake package and
+#   the pkg-config files;
+# - Simulator (host platform only): the simulated card (library, headers, its package component
+#   `simcard` and pkg-config file), the card's command stand-ins, the simulator, the example card.
+# The library links its platform privately: its package and pkg-config file name nothing of it.
 include(CMakePackageConfigHelpers)
 
 set(EMAILSERVICE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/emailService)
-
-install(TARGETS emailService simcard emailServicePlatform
-  EXPORT emailServiceTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT development
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/emailservice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/ ${PROJECT_SOURCE_DIR}/platform/host/include/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/emailservice/platform)
-install(FILES ${PROJECT_BINARY_DIR}/generated/dravo_config.pb.h ${PROJECT_BINARY_DIR}/generated/card_state.pb.h
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/emailservice/platform)
-install(DIRECTORY ${SIMCARD_BIN_DIR}/ DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/emailService/simcard-bin
-  USE_SOURCE_PERMISSIONS)
-
-install(EXPORT emailServiceTargets NAMESPACE emailService:: DESTINATION ${EMAILSERVICE_CMAKE_DIR})
-configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/emailServiceConfig.cmake.in
-  ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake INSTALL_DESTINATION ${EMAILSERVICE_CMAKE_DIR})
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/emailServiceConfigVersion.cmake
-  COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake ${PROJECT_BINARY_DIR}/emailServiceConfigVersion.cmake
-  DESTINATION ${EMAILSERVICE_CMAKE_DIR})
-
-# The pkg-config file finds the prefix from its own place, so the installed tree can be moved.
+# The pkg-config files find the prefix from their own place, so the installed tree can be moved.
 file(RELATIVE_PATH EMAILSERVICE_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/emailService.pc.in ${PROJECT_BINARY_DIR}/emailService.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/emailService.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Installs cmake/<name>.pc.in, filled in, as <name>.pc with `component`.
+function(emailservice_install_pkgconfig name component)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT ${component})
+endfunction()
+
+# A shared library of the package: the library to Runtime; its link for the linker and its target
+# emailService::<target> to Development.
+function(emailservice_install_library target)
+  install(TARGETS ${target} EXPORT emailServiceTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endfunction()
+
+# A program for development hosts.
+function(emailservice_install_tool target)
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Simulator)
+endfunction()
+
+# The CMake package, once every library of the package has joined its export set; its component
+# `simcard` on a host.
+function(emailservice_install_package)
+  install(EXPORT emailServiceTargets NAMESPACE emailService:: DESTINATION ${EMAILSERVICE_CMAKE_DIR}
+    COMPONENT Development)
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/emailServiceConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake INSTALL_DESTINATION ${EMAILSERVICE_CMAKE_DIR})
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/emailServiceConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+  install(FILES ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake ${PROJECT_BINARY_DIR}/emailServiceConfigVersion.cmake
+    DESTINATION ${EMAILSERVICE_CMAKE_DIR} COMPONENT Development)
+  if(TARGET simcard)
+    install(EXPORT emailServiceSimcardTargets NAMESPACE emailService:: DESTINATION ${EMAILSERVICE_CMAKE_DIR}
+      COMPONENT Simulator)
+    install(FILES ${PROJECT_SOURCE_DIR}/cmake/emailService-simcard.cmake DESTINATION ${EMAILSERVICE_CMAKE_DIR}
+      COMPONENT Simulator)
+  endif()
+endfunction()

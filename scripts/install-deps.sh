@@ -1,6 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages that building, running and testing the library need, skipping
-# those already installed. Needs root (or sudo) when something is missing.
+# those already installed; with --cross also the armhf cross build's. Needs root (or sudo) when
+# something is missing.
 set -eu
 
 PACKAGES="
@@ -21,6 +22,15 @@ clang
 libclang-rt-14-dev
 valgrind
 "
+
+# The armhf cross build and the emulator that runs its tests: only the test command asks for them.
+CROSS_PACKAGES="
+g++-arm-linux-gnueabihf
+qemu-user
+"
+if [ "${1:-}" = "--cross" ]; then
+  PACKAGES="$PACKAGES $CROSS_PACKAGES"
+fi
 
 missing=""
 for package in $PACKAGES; do

@@ -1,10 +1,11 @@
 #!/bin/sh
-# Installs what is missing, then builds and runs the whole test suite twice: the normal build and
-# the AddressSanitizer + UndefinedBehaviorSanitizer build.
+# Installs what is missing, then builds and runs the whole test suite three times: the normal
+# build, the AddressSanitizer + UndefinedBehaviorSanitizer build, and the build for the card's
+# 32-bit ARM under qemu-arm; and builds and checks the card's own library.
 set -eu
 
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh --cross
 
 for preset in default sanitize; do
   echo "=== $preset build"
@@ -12,3 +13,14 @@ for preset in default sanitize; do
   cmake --build --preset "$preset" -j "$(nproc)"
   ctest --preset "$preset"
 done
+
+echo "=== card-armhf build"
+scripts/make-armhf-sysroot.sh
+cmake --preset card-armhf
+cmake --build --preset card-armhf -j "$(nproc)"
+scripts/check-card-library.sh build/card-armhf
+
+echo "=== test-armhf build"
+cmake --preset test-armhf
+cmake --build --preset test-armhf -j "$(nproc)"
+ctest --preset test-armhf

@@ -1,21 +1,32 @@
 # Tests that are not GoogleTest programs.
 
+# The scripts start the programs built here through the emulator list, given as one text.
+string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
+
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-foreach(suite DeliveryTest RefusedDeliveryTest CommandLineTest)
+foreach(suite DeliveryTest RefusedDeliveryTest FaultTest CommandLineTest)
   add_test(NAME endtoend.${suite}
     COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
     RESOURCE_LOCK card_paths
     TIMEOUT 600
-    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
+    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
 
-# The installed package: library, headers, CMake package and pkg-config file, used by a consumer.
-# Skipped in sanitizer builds, where a plain consumer cannot link the instrumented library.
+# The installed package: library, headers, CMake package and pkg-config files, used by a consumer,
+# and the library built in card mode against the simulated card laid out as a card SDK. A cross
+# build's consumers use its toolchain. Skipped in sanitizer builds, where a plain consumer cannot
+# link the instrumented library.
 if(NOT EMAILSERVICE_SANITIZE)
+  set(nested_args)
+  if(CMAKE_TOOLCHAIN_FILE)
+    set(nested_args "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE} -DEMAILSERVICE_ARMHF_SYSROOT=${EMAILSERVICE_ARMHF_SYSROOT}")
+  endif()
   add_test(NAME install.PackageIsUsable
-    COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/install/check_install.sh ${PROJECT_BINARY_DIR}
+    COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/install/check_install.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}
             ${PROJECT_BINARY_DIR}/install-check)
-  set_tests_properties(install.PackageIsUsable PROPERTIES TIMEOUT 300)
+  set_tests_properties(install.PackageIsUsable PROPERTIES
+    TIMEOUT 900
+    ENVIRONMENT "EMULATOR=${emulator_text};CMAKE_ARGS=${nested_args};CXX=${CMAKE_CXX_COMPILER};CXXFLAGS=${CMAKE_CXX_FLAGS};LDFLAGS=${CMAKE_EXE_LINKER_FLAGS}")
 endif()

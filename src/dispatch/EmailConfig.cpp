@@ -1,5 +1,6 @@
 #include "emailservice/EmailConfig.h"
 
+#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 
@@ -127,9 +128,29 @@ class KindRelease final {
   std::unique_ptr<EmailGlobalConfig>& kind;
 };
 
+#ifdef EMAILSERVICE_HARDENED_SUBMISSION
+// The id ends up in the path of the body work file: only a plain name keeps that file inside the
+// work directory and names no other file (not empty, not "." or "..", no "/", no NUL or other
+// control character).
+bool isPlainName(std::string const& id) {
+  return !id.empty() && id != "." && id != ".." && std::none_of(id.begin(), id.end(), [](char c) {
+    auto const byte = static_cast<unsigned char>(c);
+    return c == '/' || byte < 0x20 || byte == 0x7f;
+  });
+}
+#endif
+
 }  // namespace
 
 ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
+#ifdef EMAILSERVICE_HARDENED_SUBMISSION
+  // Nothing is written or sent for such a configuration; a report or test asked of it fails.
+  if (!isPlainName(configuration.id().value())) {
+    bool const reportOrTest = event.type == EventType::Periodic || event.type == EventType::Test;
+    return reportOrTest && configuration.id().value() == event.code ? ErrorCode::TestEmailFailed
+                                                                     : ErrorCode::Success;
+  }
+#endif
   std::string messageFileName = std::string(paths::kWorkDirectory) + configuration.id().value();
   selectedEmail.reset();
   SystemEventLogFile systemEventLogs(paths::kWorkDirectory);

@@ -5,6 +5,10 @@
 #include "dravo_config.pb.h"
 #include "emailservice/EmailConfig.h"
 
+#ifdef EMAILSERVICE_SERIALIZE_CALLS
+#include "dispatch/CallLock.h"
+#endif
+
 namespace emailservice {
 
 namespace {
@@ -15,6 +19,10 @@ bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || 
 }  // namespace
 
 ErrorCode EmailService::manageEmails(EmailEvent const& event) {
+#ifdef EMAILSERVICE_SERIALIZE_CALLS
+  // A second call waits here until the first one has ended, whichever way it ends.
+  CallLock const lock;
+#endif
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)

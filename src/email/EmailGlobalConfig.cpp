@@ -25,10 +25,20 @@ constexpr unsigned long long kMonitoredDevice = 20;
 constexpr char const kPartNumberChannel[] = "PowerDistribution.Attribute.PartNumber";
 constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
 
-// What sendemail prints when the message did not go out; only this text counts, not the exit status.
+// What sendemail prints when the message did not go out.
 constexpr char const kSendFailure[] = "Could not send the message";
 
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
+
+// The mail command and everything it started are ended after this many seconds.
+constexpr unsigned int kMailDeadlineSeconds = EMAILSERVICE_MAIL_DEADLINE_SECONDS;
+
+// The message went out only when the command ended by itself with status 0 and did not report a
+// failure: a missing or killed sendemail, a body file the shell could not open, or a command
+// ended at its deadline did not send.
+bool handedOver(int exitStatus, std::string const& printed) {
+  return exitStatus == 0 && printed.find(kSendFailure) == std::string::npos;
+}
 
 // The shell command that submits one e-mail, hardened: every piece that comes from data is
 // quoted, so that the shell takes it as plain text. For ordinary values sendemail gets the words
@@ -50,6 +60,15 @@ std::string mailCommandText(std::string const& escapedSubject, std::string const
 }
 
 #else
+
+// No deadline: the mail command runs as long as it takes.
+constexpr unsigned int kMailDeadlineSeconds = 0;
+
+// Only the failure text decides: a refused sudo, a missing body file or a non-zero exit status
+// without that text still count as handed over.
+bool handedOver(int /*exitStatus*/, std::string const& printed) {
+  return printed.find(kSendFailure) == std::string::npos;
+}
 
 // The shell command that submits one e-mail. Only the subject is quoted (it must already be
 // escaped for a double-quoted word). The attachment list carries its own leading blanks; the
@@ -208,12 +227,10 @@ void EmailGlobalConfig::formatDeviceInfo() {
 ErrorCode EmailGlobalConfig::sendEmail(std::string const& recipients) {
   escapeSubjectChars();
   std::string const command = mailCommandText(subject, attachments, recipients, messageFileName);
-  // Only what sendemail prints decides: a refused sudo, a missing body file or a non-zero exit
-  // status without that text still count as handed over.
   try {
     std::stringstream output;
-    zorvan::exec({"/bin/sh", "-c", command}, "", 0, &output, nullptr);
-    return output.str().find(kSendFailure) != std::string::npos ? ErrorCode::SendError : ErrorCode::Success;
+    int const exitStatus = zorvan::exec({"/bin/sh", "-c", command}, "", kMailDeadlineSeconds, &output, nullptr);
+    return handedOver(exitStatus, output.str()) ? ErrorCode::Success : ErrorCode::SendError;
   } catch (std::exception const&) {
     return ErrorCode::SendError;
   }

@@ -105,10 +105,10 @@ bool LogLineReader::fill() {
     begin = 0;
   }
   if (end == buffer.size()) {
-    if (rereadable) {
-      return false;
-    }
-    buffer.resize(buffer.size() * 2);
+    // The buffer holds the start of one line. A regular file reads it again when needed; any
+    // other input cannot, and is not held in more memory: it ends here.
+    atEnd = !rereadable;
+    return false;
   }
   for (;;) {
     ssize_t const count = ::read(fd, buffer.data() + end, buffer.size() - end);
@@ -123,6 +123,31 @@ bool LogLineReader::fill() {
     atEnd = true;
     return false;
   }
+}
+
+std::size_t LogLineReader::drainableSize() {
+  std::size_t const size = end - begin;
+  if (rereadable) {
+    return size;
+  }
+  char const* const data = buffer.data() + begin;
+  auto const* const feed = static_cast<char const*>(std::memchr(data, '\n', size));
+  std::size_t const openPart = feed != nullptr ? static_cast<std::size_t>(feed - data) : size;
+  if (openLine + openPart >= buffer.size()) {
+    atEnd = true;
+    return buffer.size() - openLine;
+  }
+  if (feed == nullptr) {
+    openLine += size;
+    return size;
+  }
+  // Every later line of the block is shorter than the buffer; the last one may go on.
+  std::size_t lastLineStart = size;
+  while (data[lastLineStart - 1] != '\n') {
+    --lastLineStart;
+  }
+  openLine = size - lastLineStart;
+  return size;
 }
 
 void LogLineReader::rewindTo(off_t offset) {

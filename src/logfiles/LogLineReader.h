@@ -1,6 +1,8 @@
 // Reads a log file line by line through one fixed buffer, and hands over the unread rest in
 // blocks. Lines may be of any length and hold any byte. A line longer than the buffer is never
-// held: it is skipped or streamed, and its start is read again from the file when needed.
+// held: it is skipped or streamed, and its start is read again from the file when needed. An
+// input that cannot be read again (a pipe, a device) ends where a line reaches the buffer's size
+// without a line feed, so that an endless line costs no more memory and time than the buffer.
 #pragma once
 
 #include <sys/types.h>
@@ -84,27 +86,28 @@ class LogLineReader {
   }
 
   // Gives the unread input to `sink` in blocks: first what the buffer holds, then fresh reads.
-  // False when the sink stopped.
+  // Starts at the start of a line. False when the sink stopped.
   template <typename Sink>
   bool drainTo(Sink&& sink) {
-    if (end > begin && !sink(buffer.data() + begin, end - begin)) {
-      return false;
-    }
-    begin = end;
-    while (fill()) {
-      if (!sink(buffer.data(), end)) {
+    openLine = 0;
+    do {
+      std::size_t const size = drainableSize();
+      if (size > 0 && !sink(buffer.data() + begin, size)) {
         return false;
       }
       begin = end;
-    }
+    } while (fill());
     return true;
   }
 
  private:
-  // Reads more input after the unread bytes, moving them to the front of the buffer first. Grows
-  // the buffer only when it is full and the input cannot be read again (not a regular file).
-  // False at the end of the input, on a read error, or when the buffer is full.
+  // Reads more input after the unread bytes, moving them to the front of the buffer first. False
+  // at the end of the input, on a read error, or when the buffer is full; a full buffer is the end
+  // of an input that cannot be read again.
   bool fill();
+  // How many of the unread bytes drainTo() gives: all of them, except from an input that cannot
+  // be read again where a line reaches the buffer's size: the input then ends there.
+  std::size_t drainableSize();
   // skipLine() for a line not found whole in the buffer by the last peekLine().
   bool skipUnfoundLine();
   // The position in the file of the first unread byte.
@@ -119,6 +122,7 @@ class LogLineReader {
   std::size_t end = 0;    // one past the last buffered byte
   off_t readOffset = 0;   // the position in the file of buffer[end]
   bool atEnd = false;
+  std::size_t openLine = 0;  // drainTo(): the length of the last line given, while it has no line feed
   // The line last found whole by peekLine(), so that passing over it does not search it again.
   bool foundFeed = false;
   std::size_t foundLineBegin = 0;

@@ -2,6 +2,7 @@
 // exceptions, the body file, subject escaping and the UTC time stamps.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -237,7 +238,10 @@ INSTANTIATE_TEST_SUITE_P(Times, FormatTime,
                                            TimeCase{"EndOfFirstDay", 86399, "1970-01-01 23:59:59"},
                                            TimeCase{"LeapDay", 951825600, "2000-02-29 12:00:00"},
                                            TimeCase{"BeforeEpoch", -1, "1969-12-31 23:59:59"},
-                                           TimeCase{"Largest32Bit", 2147483647L, "2038-01-19 03:14:07"}),
+                                           TimeCase{"Largest32Bit", 2147483647L, "2038-01-19 03:14:07"},
+                                           // What the clock's first second after 2038 becomes in a 32-bit long.
+                                           TimeCase{"SmallestLong", std::numeric_limits<long>::min(),
+                                                    sizeof(long) == 4 ? "1901-12-13 20:45:52" : ""}),
                          [](auto const& caseInfo) { return std::string(caseInfo.param.name); });
 
 }  // namespace

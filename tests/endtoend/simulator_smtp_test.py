@@ -3,8 +3,9 @@
 the card's sendemail stand-in delivers to a real SMTP server on the loopback, and each delivered
 message is read back and checked: recipients, subject, body and every attachment.
 
-Environment: SIMULATOR (the simulator executable), CARD (the example card), PATH_PREFIX (the
-build's card path prefix, empty for the card's own paths).
+Environment: SIMULATOR (the simulator executable), EMULATOR (what starts it on this machine: empty,
+or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX (the build's
+card path prefix, empty for the card's own paths).
 """
 
 import calendar
@@ -12,6 +13,7 @@ import email
 import email.policy
 import os
 import re
+import shlex
 import socket
 import subprocess
 import tempfile
@@ -20,7 +22,7 @@ import unittest
 
 from aiosmtpd.controller import Controller
 
-SIMULATOR = os.environ["SIMULATOR"]
+SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ["SIMULATOR"]]
 CARD = os.environ["CARD"]
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
@@ -103,11 +105,15 @@ class SimulatorCase(unittest.TestCase):
         self.server.start()
         self.addCleanup(self.server.stop)
 
-    def fire(self, *event, expected_result, expected_status):
-        run = subprocess.run([SIMULATOR, "--card", CARD, "--smtp", "smtp://127.0.0.1:%d" % self.port] + list(event),
-                             capture_output=True, text=True, timeout=120)
-        self.assertEqual(run.returncode, expected_status, run.stdout + run.stderr)
-        self.assertIn("Result: %s\n" % expected_result, run.stdout)
+    def fire(self, *event, expected_result, expected_status, card=CARD):
+        """Runs the simulator (its output in self.output); `expected_result` None: no result line."""
+        self.output = subprocess.run(SIMULATOR + ["--card", card, "--smtp", "smtp://127.0.0.1:%d" % self.port] +
+                                     list(event), capture_output=True, text=True, timeout=120)
+        self.assertEqual(self.output.returncode, expected_status, self.output.stdout + self.output.stderr)
+        if expected_result is None:
+            self.assertNotIn("Result:", self.output.stdout)
+        else:
+            self.assertIn("Result: %s\n" % expected_result, self.output.stdout)
         return self.recorder.messages
 
     def single(self, recipients, messages=None):
@@ -191,6 +197,9 @@ class DeliveryTest(SimulatorCase):
                     "sensors.csv": measures(SENSOR_RECORDS)})
         facilities = self.single(FACILITIES)
         self.check(facilities, subject, "2ups.txt", [line], {})
+        self.assertIn("E-mails handed to the SMTP server smtp://127.0.0.1:%d: 2\n" % self.port, self.output.stdout)
+        for to in ["ops@example.com", "facilities@example.com, noc@example.com"]:
+            self.assertIn("  To: %s  Subject: %s\n" % (to, subject), self.output.stdout)
         self.assertNotIn("Host address:", facilities.get_body(preferencelist=("plain",)).get_content())
 
     def test_card_event_goes_only_to_the_configuration_subscribed_to_card_events(self):
@@ -232,6 +241,8 @@ class DeliveryTest(SimulatorCase):
     def test_test_email_for_a_disabled_configuration_fails_without_mail(self):
         messages = self.fire("--type", "test", "--code", "3", expected_result="TestEmailFailed (-1)",
                              expected_status=1)
+        self.fire("--type", "test", expected_result="Success (0)", expected_status=0)
+        self.assertIn("warning: no configuration is addressed", self.output.stderr)
         self.assertEqual(messages, [])
 
 
@@ -242,15 +253,71 @@ class RefusedDeliveryTest(SimulatorCase):
         self.fire("--type", "ups", "--level", "critical", "--code", "2B00", "--description", "On battery",
                   expected_result="SendError (-2)", expected_status=1)
 
-    def test_refused_test_email_is_a_failed_test(self):
+    def test_refused_test_email_is_a_failed_test_with_the_servers_answer(self):
         self.fire("--type", "test", "--code", "2", expected_result="TestEmailFailed (-1)", expected_status=1)
+        self.assertIn("No e-mail was handed to the SMTP server", self.output.stdout)
+        self.assertIn("Reason: ", self.output.stdout)
+        self.assertIn("550 5.7.1 Delivery refused by the test server\n", self.output.stdout)
+
+    def test_unreachable_server_is_a_failed_test_with_the_reason(self):
+        self.port = free_port()  # nothing listens there
+        self.fire("--type", "test", "--code", "1", expected_result="TestEmailFailed (-1)", expected_status=1)
+        self.assertIn("No e-mail was handed to the SMTP server", self.output.stdout)
+        self.assertIn("Connection refused\n", self.output.stdout)
+
+
+class FaultTest(SimulatorCase):
+    """Faults met by a run: the library raising, and a second run on the same card paths."""
+
+    def card_with(self, replacements, extra=""):
+        """A copy of the example card with texts replaced and `extra` added."""
+        text = read(CARD).decode()
+        for old, new in replacements:
+            text = text.replace(old, new)
+        with tempfile.NamedTemporaryFile("w", prefix="card", suffix=".txtpb", delete=False) as f:
+            f.write(text + extra)
+        self.addCleanup(os.remove, f.name)
+        return f.name
+
+    def test_exception_leaving_the_library_is_printed_with_status_2(self):
+        card = self.card_with([], 'failingOperation: "getDeviceVendor"\n')
+        self.fire("--type", "ups", "--level", "critical", "--code", "2B00", card=card, expected_result=None,
+                  expected_status=2)
+        self.assertIn("an exception left the library: simulated data store failure in getDeviceVendor\n",
+                      self.output.stderr)
+
+    def test_two_cards_fired_at_the_same_moment_keep_their_own_bodies_and_attachments(self):
+        other = self.card_with([("Server room UPS", "Lab UPS"), ("battery", "cell"), ("230.", "115."),
+                                ("humidity", "moisture")])
+        event = ["--type", "ups", "--level", "critical", "--code", "2B00", "--date", "2026-11-22 10:15:00",
+                 "--description", "On battery", "--smtp", "smtp://127.0.0.1:%d" % self.port]
+
+        def summary(recipients, message):
+            body = message.get_body(("plain",))  # none when another run emptied the body file
+            return (message["Subject"], tuple(sorted(recipients)), body and body.get_content(),
+                    sorted((part.get_filename(), part.get_content()) for part in message.iter_attachments()))
+
+        for card in (CARD, other):  # one at a time: what each card sends
+            self.fire(*event[:-2], card=card, expected_result="Success (0)", expected_status=0)
+        reference = {s[:2]: s for s in (summary(*m) for m in self.recorder.messages)}
+        self.assertEqual(len(reference), 4)
+        self.recorder.messages.clear()
+        rounds = int(os.environ.get("ROUNDS", "5"))
+        for _ in range(rounds):
+            runs = [subprocess.Popen(SIMULATOR + ["--card", card] + event, stdout=subprocess.PIPE,
+                                     stderr=subprocess.STDOUT, text=True) for card in (CARD, other)]
+            for run in runs:
+                output = run.communicate(timeout=120)[0]
+                self.assertEqual((run.returncode, "Result: Success (0)\n" in output), (0, True), output)
+        mixed = [s[:2] for s in (summary(*m) for m in self.recorder.messages) if reference.get(s[:2]) != s]
+        self.assertEqual((len(self.recorder.messages), mixed), (4 * rounds, []))
 
 
 class CommandLineTest(unittest.TestCase):
     """Usage errors and unusable card files end with status 2 and a message naming the problem."""
 
     def run_simulator(self, *args):
-        return subprocess.run([SIMULATOR] + list(args), capture_output=True, text=True, timeout=60)
+        return subprocess.run(SIMULATOR + list(args), capture_output=True, text=True, timeout=60)
 
     def test_bad_command_lines_are_refused_with_a_reason(self):
         cases = [

@@ -3,18 +3,24 @@
 // This source is built twice: into hardening_tests against the default library, where it pins
 // down what each value does, and into hardened_submission_tests against the library built with
 // EMAILSERVICE_HARDENED_SUBMISSION, where every value must arrive as plain text.
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "CardPaths.h"
 #include "HostileValues.h"
 #include "WholeCall.h"
+#include "dispatch/CallLock.h"
 #include "email/ShellQuote.h"
 #include "support/CardTest.h"
 
@@ -22,6 +28,7 @@ namespace emailservice::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 enum class Place { DeviceName, Description, Recipients };
 
@@ -180,6 +187,59 @@ TEST_P(HostileValueTest, ReachesSendemailAsPlainTextAndRunsNothing) {
   }
 }
 
+// A mail command that does not end with status 0, or not by its deadline, did not send; the call
+// ends with it, and nothing it started outlives the call.
+TEST_F(ShellInjectionTest, MailCommandThatFailsHangsOrLeavesAChildIsCountedAndEnded) {
+  struct Case {
+    std::string fault;  // of the sendemail stand-in; "no-body": the shell cannot open the body
+    ErrorCode result;
+  };
+  Case const cases[] = {{"exit", ErrorCode::SendError},   {"kill", ErrorCode::SendError},
+                        {"no-body", ErrorCode::SendError}, {"hang", ErrorCode::SendError},
+                        {"orphan", ErrorCode::Success}};
+  for (auto const& c : cases) {
+    SCOPED_TRACE(c.fault);
+    if (c.fault == "hang" && EMAILSERVICE_MAIL_DEADLINE_SECONDS > 10) {
+      continue;  // a build with a long deadline
+    }
+    freshRun();
+    setenv("HARDENING_FAULT", c.fault.c_str(), 1);
+    storeConfigurations({alarmConfiguration("7", "ops@example.com")});
+    if (c.fault == "no-body") {
+      fs::remove_all(paths::kWorkDirectory);
+    }
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_EQ(manageEmails(criticalUpsAlarm("On battery")), c.result);
+    double const seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    std::cout << c.fault << ": the call took " << seconds << " s\n";
+    EXPECT_LT(seconds, EMAILSERVICE_MAIL_DEADLINE_SECONDS + 5);
+    if (c.fault == "hang" || c.fault == "orphan") {
+      EXPECT_FALSE(processRuns(recordFile + ".pid"));
+    }
+    fs::create_directories(paths::kWorkDirectory);
+  }
+  unsetenv("HARDENING_FAULT");
+}
+
+// An id that is not a plain name would put the body work file outside the work directory, or name
+// another file: such a configuration is not processed at all.
+TEST_F(ShellInjectionTest, ConfigurationWhoseIdIsNotAPlainNameIsNotProcessed) {
+  std::string const victim = std::string(paths::kWorkDirectory) + "../victim";
+  for (std::string const& id : {""s, "."s, ".."s, "a/b"s, "../victim"s, "line\nfeed"s, "nul\0byte"s, "del\x7f"s}) {
+    SCOPED_TRACE(id);
+    freshRun();
+    auto configuration = alarmConfiguration(id, "ops@example.com");
+    configuration.mutable_exceptionevents()->set_value("1A");
+    storeConfigurations({configuration});
+    EXPECT_EQ(manageEmails(EmailEvent{7, "", EventLevel::Critical, "1A", 1, "x"}), ErrorCode::Success);
+    for (std::int32_t type : {EventType::Test, EventType::Periodic}) {
+      EXPECT_EQ(manageEmails(EmailEvent{type, "", 1, id, 1, ""}), ErrorCode::TestEmailFailed);
+    }
+    EXPECT_FALSE(fileExists(recordFile)) << "sendemail ran";
+    EXPECT_FALSE(fileExists(victim));
+  }
+}
+
 #else
 
 TEST_P(HostileValueTest, HasTheDocumentedEffectInTheDefaultBuild) {
@@ -226,6 +286,43 @@ TEST_F(ShellInjectionTest, OrdinaryValuesReachSendemailAsTheExpectedWords) {
   EXPECT_EQ(splitAtNul(readFile(recordFile)), expected);
   EXPECT_EQ(readFile(recordFile + ".body"), readFile(directory + "3test.txt"));
 }
+
+#ifdef EMAILSERVICE_SERIALIZE_CALLS
+
+// Two threads call at the same moment: the second call waits for the first, so that each mail
+// command reads its own body. The lock is released when an exception leaves a call.
+TEST_F(ShellInjectionTest, CallsAtTheSameTimeAreSerializedAndNeverMixTheirFiles) {
+  freshRun();
+  setenv("HARDENING_FAULT", "slow", 1);
+  storeConfigurations({alarmConfiguration("7", "ops@example.com")});
+  std::vector<std::thread> callers;
+  for (char const* description : {"first caller", "second caller"}) {
+    callers.emplace_back([description] { EXPECT_EQ(manageEmails(criticalUpsAlarm(description)), ErrorCode::Success); });
+  }
+  for (auto& caller : callers) {
+    caller.join();
+  }
+  unsetenv("HARDENING_FAULT");
+  int sent = 0;
+  for (auto const& entry : fs::directory_iterator(root)) {
+    if (entry.path().filename().string().rfind("words.", 0) != 0) {
+      continue;
+    }
+    ++sent;
+    std::string const record = readFile(entry.path().string());
+    std::string const subject = record.substr(0, record.find('\n'));
+    EXPECT_NE(record.find(subject.substr(subject.rfind(" - ")) + "\n", subject.size()), std::string::npos) << record;
+  }
+  EXPECT_EQ(sent, 2);
+
+  card().setFault("getDeviceFriendlyName");
+  EXPECT_THROW(manageEmails(criticalUpsAlarm("x")), std::runtime_error);
+  int const lockFile = ::open(CallLock::path().c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(::flock(lockFile, LOCK_EX | LOCK_NB), 0) << "the lock is still held";
+  ::close(lockFile);
+}
+
+#endif
 
 }  // namespace
 }  // namespace emailservice::testing

@@ -1,24 +1,50 @@
 #!/bin/sh
-# Installs the build tree into a scratch prefix, then builds and runs a small consumer twice:
-# through the CMake package (find_package) and through pkg-config. Checks the SONAME and the two
-# exported entry points of the installed library.
-# Usage: check_install.sh BUILD_DIR SCRATCH_DIR
+# Installs the build tree into scratch prefixes and checks what each user of it gets:
+# - the Runtime component alone: the library and its SONAME link, nothing else;
+# - everything: a consumer built through the CMake package and through pkg-config, with the
+#   simulated card as the package's component simcard, runs;
+# - the card platform: with the simulated card's headers and libraries laid out as a card SDK,
+#   the library builds in card mode, needs the SDK's library, defines its own code and nothing of
+#   its platform, installs nothing of the simulated card, and the consumer runs against it.
+# Usage: check_install.sh SOURCE_DIR BUILD_DIR SCRATCH_DIR
+# Environment: EMULATOR starts the programs built (empty for native builds); CMAKE_ARGS configure
+# the nested builds (a cross build's toolchain); CXX, CXXFLAGS and LDFLAGS build the consumer.
 set -eu
 
-build=$1
-scratch=$2
+source=$1
+build=$2
+scratch=$3
 prefix=$scratch/prefix
+sdk=$scratch/sdk
 rm -rf "$scratch"
-mkdir -p "$scratch/consumer"
+mkdir -p "$scratch/consumer" "$sdk/lib"
+: "${EMULATOR:=}" "${CMAKE_ARGS:=}" "${CXX:=c++}" "${CXXFLAGS:=}" "${LDFLAGS:=}"
+
+fail() {
+  echo "$*"
+  exit 1
+}
+# The files under a prefix, relative to it, one a line.
+files() { (cd "$1" && find . ! -type d | sed 's|^\./||' | sort); }
+# A library of the package: its SONAME, its entry points exported, nothing of its platform defined.
+check_library() {
+  readelf -d "$1" | grep -q 'Library soname: \[libemailService.so.1\]' || fail "wrong SONAME"
+  defined=$(readelf -W --dyn-syms "$1" | awk '$7 != "UND" && NF == 8 { sub(/@.*/, "", $8); print $8 }' | c++filt)
+  for entry in 'emailservice::EmailService::manageEmails(emailservice::EmailEvent const&)' \
+               'emailservice::EmailConfig::logError(emailservice::ErrorCode)'; do
+    printf '%s\n' "$defined" | grep -qxF "$entry" || fail "$entry is not exported"
+  done
+  ! printf '%s\n' "$defined" | grep -E '^([a-z ]+ for )?(cdsapi|dravo|zorvan|utils|meslog|netinfo|simcard|google)::|_2eproto' ||
+    fail "the library defines symbols of its platform"
+}
+run() { LD_LIBRARY_PATH=$1 $EMULATOR "$2"; }
+
+cmake --install "$build" --prefix "$scratch/runtime" --component Runtime >/dev/null
+files "$scratch/runtime" | grep -qx 'lib/libemailService.so.1' || fail "Runtime lacks the library"
+! files "$scratch/runtime" | grep -vx 'lib/libemailService[A-Za-z]*\.so\.[0-9.]*' || fail "Runtime installs more"
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
-
-library=$prefix/lib/libemailService.so.1
-readelf -d "$library" | grep -q 'Library soname: \[libemailService.so.1\]' || { echo "wrong SONAME"; exit 1; }
-for symbol in _ZN12emailservice12EmailService12manageEmailsERKNS_10EmailEventE \
-              _ZN12emailservice11EmailConfig8logErrorENS_9ErrorCodeE; do
-  nm -D --defined-only "$library" | grep -q " T $symbol\$" || { echo "$symbol is not exported"; exit 1; }
-done
+check_library "$prefix/lib/libemailService.so.1"
 
 cat > "$scratch/consumer/main.cpp" <<'CPP'
 #include <emailservice/EmailConfig.h>
@@ -38,19 +64,42 @@ cat > "$scratch/consumer/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(consumer CXX)
 set(CMAKE_CXX_STANDARD 17)
-find_package(emailService 1 REQUIRED)
+find_package(emailService 1 REQUIRED COMPONENTS simcard)
 add_executable(consumer main.cpp)
-target_link_libraries(consumer PRIVATE emailService::emailService)
+target_link_libraries(consumer PRIVATE emailService::emailService emailService::simcard)
 CMAKE
 
-cmake -S "$scratch/consumer" -B "$scratch/consumer/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+# shellcheck disable=SC2086
+cmake -S "$scratch/consumer" -B "$scratch/consumer/build" -DemailService_DIR="$prefix/lib/cmake/emailService" $CMAKE_ARGS >/dev/null
 cmake --build "$scratch/consumer/build" >/dev/null
-LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/build/consumer"
+run "$prefix/lib" "$scratch/consumer/build/consumer"
 
-# shellcheck disable=SC2046
-c++ -std=c++17 -o "$scratch/consumer/by-pkg-config" "$scratch/consumer/main.cpp" \
-  $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailService)
-LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/by-pkg-config"
+# shellcheck disable=SC2046,SC2086
+$CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/by-pkg-config" "$scratch/consumer/main.cpp" \
+  $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailService emailService-simcard) $LDFLAGS
+run "$prefix/lib" "$scratch/consumer/by-pkg-config"
+
+# The simulated card as a card SDK: the Simulator component's headers and libraries, nothing else.
+cmake --install "$build" --prefix "$scratch/simulator" --component Simulator >/dev/null
+cp -R "$scratch/simulator/include/emailservice/platform" "$sdk/include"
+cp -P "$scratch/simulator"/lib/lib*.so* "$sdk/lib/"
+# shellcheck disable=SC2086
+cmake -S "$source" -B "$scratch/card" -DEMAILSERVICE_PLATFORM=card -DEMAILSERVICE_CARD_INCLUDE_DIRS="$sdk/include" \
+  -DEMAILSERVICE_CARD_LIBRARIES="$sdk/lib/libsimcard.so" $CMAKE_ARGS >/dev/null
+cmake --build "$scratch/card" --parallel 2 >/dev/null
+cmake --install "$scratch/card" --prefix "$scratch/card-prefix" >/dev/null
+check_library "$scratch/card-prefix/lib/libemailService.so.1"
+readelf -d "$scratch/card-prefix/lib/libemailService.so.1" | grep -q 'NEEDED.*\[libsimcard\.so\.1\]' ||
+  fail "the card build does not need the SDK's library"
+! files "$scratch/card-prefix" | grep -vE '^(include/emailservice/[A-Za-z]+\.h|lib/libemailService[A-Za-z]*\.so[.0-9]*|lib/cmake/emailService/emailService(Config|ConfigVersion|Targets[-a-z]*)\.cmake|lib/pkgconfig/emailService[A-Za-z]*\.pc)$' ||
+  fail "the card build installs more than the library's own files"
+! grep -lE 'simcard|protobuf|Protobuf' "$scratch/card-prefix"/lib/cmake/emailService/emailServiceTargets* \
+  "$scratch/card-prefix"/lib/pkgconfig/* "$prefix/lib/pkgconfig/emailService.pc" ||
+  fail "the library's package names its platform"
+# shellcheck disable=SC2086
+$CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/on-card" "$scratch/consumer/main.cpp" -I"$scratch/card-prefix/include" \
+  -I"$sdk/include" -L"$scratch/card-prefix/lib" -L"$sdk/lib" -lemailService -lsimcard -lprotobuf $LDFLAGS
+run "$scratch/card-prefix/lib:$sdk/lib" "$scratch/consumer/on-card"
 
 rm -rf "$scratch"
-echo "installed package works through find_package and pkg-config"
+echo "installed package works through find_package and pkg-config, and builds for a card SDK"

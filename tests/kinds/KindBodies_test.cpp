@@ -88,6 +88,7 @@ class KindBodyTest : public KindsTest, public ::testing::WithParamInterface<Body
     addAlarm(1714560000, 0, 20, 3, "Critical", "Output overload");
     addAlarm(1714530000, 0, 30, 2, nullptr, "Temperature high");
     addAlarm(1714500000, 0, 20, 3, "Critical", "Fan failure");  // raised before the period
+    addAlarm(4102444800, 0, 30, 6, "Warning", "Raised after 2038");
     int const closedLevels[] = {2, 3, 4, 6, 7, 9, 1};
     for (int level : closedLevels) {
       addAlarm(1714525000, 1714540000, 20, level, "Level", "Cleared in the period");

@@ -6,7 +6,10 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -100,6 +103,9 @@ INSTANTIATE_TEST_SUITE_P(
                 kSecondTime, kHeader + std::string(kSecond)},
         CutCase{"OutOfRangeMonthIsNotAStamp", kHeader + "2024-13-01T11:30:00.0,Info,x\n"s + kThird, kSecondTime,
                 kHeader + std::string(kThird)},
+        CutCase{"StampAfter2038IsADateNotAnErrorOrA1901Date",
+                kHeader + std::string(kFirst) + "2038-01-19T03:14:08.0,Info,late\n", 2147483647L,
+                kHeader + "2038-01-19T03:14:08.0,Info,late\n"s},
         CutCase{"StampWithoutFractionIsRead", kHeader + "2024-05-01T11:00:00,Info,no fraction\n"s, kSecondTime,
                 kHeader + "2024-05-01T11:00:00,Info,no fraction\n"s},
         CutCase{"NulBytesAreCopiedUnchanged", kHeader + "2024-05-01T11:00:00.0,Info,a\0b\n"s + kThird, kSecondTime,
@@ -226,15 +232,64 @@ INSTANTIATE_TEST_SUITE_P(
                                    {{kBlock, kHugeBlocks}, {"\n", 1}, {kFirst, 1}}}),
     hugeCaseName);
 
-// A source that is not a regular file cannot be read twice: its long lines are held instead.
-TEST_F(TailFromDate, LongLinesOfASourceReadOnceAreCutAsOthers) {
+// A source that is not a regular file cannot be read twice: where a line reaches 1 MiB without a
+// line feed, whether it is scanned, kept or in the rest, the input ends after that MiB.
+TEST_F(TailFromDate, ALongLineEndsASourceReadOnceAfterItsFirstMebibyte) {
   std::string const longLine = kOlderStart + std::string(3 << 20, 'y');
-  std::string const log = kHeader + longLine + "\n" + longLine;
-  ASSERT_EQ(mkfifo(sourcePath("logSystem.csv").c_str(), 0600), 0);
-  std::thread writer([&log] { writeFile(sourcePath("logSystem.csv"), log); });
-  logFile.tailFromDate("logSystem.csv", kSecondTime);
-  writer.join();
-  EXPECT_EQ(readFile(copyPath("logSystem.csv")), kHeader + longLine + "\n");
+  std::string const firstMebibyte = longLine.substr(0, 1 << 20);
+  struct Case {
+    std::string log;
+    long fromTime;
+    std::string expected;
+  };
+  Case const cases[] = {{kHeader + longLine + "\n" + kThird, kSecondTime, kHeader + firstMebibyte + "\n"},
+                        {kHeader + std::string(kThird) + kFirst + longLine + "\n" + kThird, kFirstTime,
+                         kHeader + std::string(kThird) + kFirst + firstMebibyte}};
+  for (auto const& c : cases) {
+    std::filesystem::remove(sourcePath("logSystem.csv"));
+    ASSERT_EQ(mkfifo(sourcePath("logSystem.csv").c_str(), 0600), 0);
+    std::thread writer([&c] {
+      sigset_t pipeSignal;  // the reader stops early: the writer gets EPIPE instead of the signal
+      sigemptyset(&pipeSignal);
+      sigaddset(&pipeSignal, SIGPIPE);
+      pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr);
+      writeFile(sourcePath("logSystem.csv"), c.log);
+    });
+    logFile.tailFromDate("logSystem.csv", c.fromTime);
+    writer.join();
+    EXPECT_EQ(readFile(copyPath("logSystem.csv")), c.expected);
+  }
+}
+
+// A log that never ends a line, not even its header, is cut in bounded memory: in a child whose
+// address space may grow by 256 MiB at most, the cut ends with the first MiB as its header.
+TEST_F(TailFromDate, LogLinkedToDevZeroIsCutInBoundedMemory) {
+  std::filesystem::create_symlink("/dev/zero", sourcePath("logSystem.csv"));
+  pid_t const child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit const limit{static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + (256 << 20)), RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &limit);
+    try {
+      logFile.tailFromDate("logSystem.csv", kFirstTime);
+    } catch (...) {
+      _exit(1);  // never back into the test program's own flow
+    }
+    _exit(0);
+  }
+  int status = -1;
+  pid_t ended = 0;
+  for (int tries = 0; tries < 600 && (ended = waitpid(child, &status, WNOHANG)) == 0; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  if (ended == 0) {
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+  }
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+  EXPECT_EQ(readFile(copyPath("logSystem.csv")), std::string(1 << 20, '\0') + "\n\n");
 }
 
 TEST_F(TailFromDate, MissingSourceLeavesTheEarlierCopyAsItWas) {

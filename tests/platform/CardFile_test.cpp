@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "CardPaths.h"
 #include "support/CardTest.h"
@@ -68,6 +71,21 @@ TEST_F(CardFileTest, UnreadableFileIsReportedWithItsReason) {
 
   EXPECT_FALSE(simcard::CardFile::load(paths::kWorkDirectory, state, error));
   EXPECT_EQ(error, std::string(paths::kWorkDirectory) + ": cannot read: Is a directory");
+}
+
+// A FIFO without a writer, a device that never ends, a file over 16 MiB: refused, not waited for
+// or read whole.
+TEST_F(CardFileTest, FileThatIsNotRegularOrTooLargeIsRefused) {
+  ASSERT_EQ(mkfifo((path + ".fifo").c_str(), 0600), 0);
+  writeFile(path + ".big", "");
+  std::filesystem::resize_file(path + ".big", simcard::CardFile::kMaxBytes + 1);
+  for (std::string const& refused : {path + ".big", std::string("/dev/zero"), path + ".fifo"}) {
+    simcard::proto::CardState state;
+    std::string error;
+    EXPECT_FALSE(simcard::CardFile::load(refused, state, error));
+    EXPECT_EQ(error, refused + (refused == path + ".big" ? ": cannot read: larger than 16 MiB"
+                                                          : ": cannot read: not a regular file"));
+  }
 }
 
 }  // namespace

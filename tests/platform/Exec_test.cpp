@@ -6,6 +6,7 @@
 #include <exception>
 #include <system_error>
 
+#include "CardPaths.h"
 #include "support/CardTest.h"
 
 namespace emailservice::testing {
@@ -111,6 +112,21 @@ TEST_F(ExecTest, TimeoutAppliesAfterTheProgramClosedItsOutput) {
   auto const start = std::chrono::steady_clock::now();
   EXPECT_EQ(runShell("exec >&- 2>&-; sleep 30", "", nullptr, nullptr, 1), 128 + 9);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+// The program ends while a child it started still holds its output: the call ends with the
+// program, with what the program printed and its status, and the child does not outlive it.
+TEST_F(ExecTest, ProgramThatLeavesAChildHoldingItsOutputEndsTheCallAndTheChild) {
+  std::string const pidFile = std::string(paths::kWorkDirectory) + "child.pid";
+  for (unsigned int timeoutSeconds : {0U, 20U}) {
+    auto const start = std::chrono::steady_clock::now();
+    std::stringstream out;
+    EXPECT_EQ(runShell("sleep 30 & echo $! >" + pidFile + "; echo done; exit 3", "", &out, nullptr, timeoutSeconds),
+              3);
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 10.0);
+    EXPECT_EQ(out.str(), "done\n");
+    EXPECT_FALSE(processRuns(pidFile));
+  }
 }
 
 TEST_F(ExecTest, ExecClassRunsAndKeepsTheStatus) {

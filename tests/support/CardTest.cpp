@@ -1,8 +1,10 @@
 #include "support/CardTest.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "CardPaths.h"
 
@@ -73,5 +75,19 @@ void writeFile(std::string const& path, std::string const& content) {
 }
 
 bool fileExists(std::string const& path) { return fs::exists(path); }
+
+bool processRuns(std::string const& pidFile) {
+  std::string const pid = readFile(pidFile);
+  std::string const stat = "/proc/" + pid.substr(0, pid.find('\n')) + "/stat";
+  for (int tries = 0; tries < 200; ++tries) {
+    std::string const status = readFile(stat);
+    auto const state = status.rfind(") ");
+    if (state == std::string::npos || status.compare(state + 2, 1, "Z") == 0) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
 
 }  // namespace emailservice::testing

@@ -39,5 +39,8 @@ class CardTest : public ::testing::Test {
 std::string readFile(std::string const& path);
 void writeFile(std::string const& path, std::string const& content);
 bool fileExists(std::string const& path);
+// Whether the process whose id `pidFile` holds is still running (a zombie has ended), after
+// giving a signal sent to it up to two seconds to take effect.
+bool processRuns(std::string const& pidFile);
 
 }  // namespace emailservice::testing

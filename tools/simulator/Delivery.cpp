@@ -1,5 +1,7 @@
 #include "Delivery.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +17,7 @@ namespace fs = std::filesystem;
 // Settings of the sendemail stand-in, read from its environment (sudo's stand-in passes them on).
 constexpr char const kMaildirVariable[] = "SIMCARD_MAILDIR";
 constexpr char const kSmtpVariable[] = "SIMCARD_SMTP_URL";
+constexpr char const kSendLogVariable[] = "SIMCARD_SEND_LOG";
 
 // A directory that holds the card's mail command and the sudo that runs it.
 bool holdsStandIns(fs::path const& directory) {
@@ -39,30 +42,28 @@ std::vector<std::string> standInDirectories(std::string const& programPath) {
   return found;
 }
 
-// The "Subject:" header of a message file, its folded continuation lines joined.
-std::string subjectOf(fs::path const& message) {
-  std::ifstream in(message);
-  std::string subject;
-  std::string line;
-  while (std::getline(in, line) && !line.empty() && line != "\r") {
-    if (!line.empty() && line.back() == '\r') {
-      line.pop_back();
-    }
-    bool const continuation = line[0] == ' ' || line[0] == '\t';
-    if (!subject.empty() && !continuation) {
-      break;
-    }
-    if (!subject.empty() || line.compare(0, 8, "Subject:") == 0) {
-      subject += line;  // unfolding keeps the blank that starts a continuation line
-    }
+// A private, empty file for the stand-in's account of the sendings; empty when none can be made.
+std::string makeSendLog() {
+  char const* const tmp = std::getenv("TMPDIR");
+  std::string path = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/emailservice-sendings.XXXXXX";
+  int const fd = ::mkstemp(path.data());
+  if (fd < 0) {
+    return "";
   }
-  return subject.empty() ? "(no subject)" : subject;
+  ::close(fd);
+  return path;
 }
 
 }  // namespace
 
 Delivery::Delivery(std::string maildirPath, std::string serverUrl)
     : maildir(std::move(maildirPath)), smtpUrl(std::move(serverUrl)) {}
+
+Delivery::~Delivery() {
+  if (!sendLog.empty()) {
+    ::unlink(sendLog.c_str());
+  }
+}
 
 bool Delivery::configure(std::string const& programPath, std::string& error) {
   std::vector<std::string> const directories = standInDirectories(programPath);
@@ -79,6 +80,12 @@ bool Delivery::configure(std::string const& programPath, std::string& error) {
   char const* const inherited = std::getenv("PATH");
   path += inherited != nullptr ? inherited : "/usr/bin:/bin";
   setenv("PATH", path.c_str(), 1);
+  sendLog = makeSendLog();
+  if (sendLog.empty()) {
+    error = "cannot create a file in the temporary directory for the account of the sendings";
+    return false;
+  }
+  setenv(kSendLogVariable, sendLog.c_str(), 1);
 
   if (!smtpUrl.empty()) {
     unsetenv(kMaildirVariable);
@@ -99,21 +106,35 @@ bool Delivery::configure(std::string const& programPath, std::string& error) {
 }
 
 std::string Delivery::report() const {
+  // The stand-in's lines: "sent" or "failed", a tab, then the e-mail as it is to be shown.
+  std::vector<std::string> sent;
+  std::vector<std::string> failed;
+  std::ifstream account(sendLog);
+  for (std::string line; std::getline(account, line);) {
+    auto const tab = line.find('\t');
+    (line.compare(0, tab, "sent") == 0 ? sent : failed).push_back(line.substr(tab + 1));
+  }
   std::ostringstream text;
-  if (!smtpUrl.empty()) {
-    text << "E-mails were handed to the SMTP server " << smtpUrl << "\n";
-    return text.str();
-  }
-  std::set<std::string> arrived;
-  for (auto const& message : newMessages()) {
-    if (messagesBefore.count(message) == 0) {
-      arrived.insert(message);
+  if (!smtpUrl.empty() && sent.empty()) {
+    text << "No e-mail was handed to the SMTP server " << smtpUrl << "\n";
+  } else if (!smtpUrl.empty()) {
+    text << "E-mails handed to the SMTP server " << smtpUrl << ": " << sent.size() << "\n";
+  } else {
+    std::size_t arrived = 0;
+    for (auto const& message : newMessages()) {
+      arrived += messagesBefore.count(message) == 0 ? 1U : 0U;
     }
+    text << "E-mails are delivered into the Maildir " << maildir << " (" << arrived
+         << " new message(s) in this run)\n";
   }
-  text << "E-mails are delivered into the Maildir " << maildir << " (" << arrived.size()
-       << " new message(s) in this run)\n";
-  for (auto const& message : arrived) {
-    text << "  " << message << "  " << subjectOf(message) << "\n";
+  for (auto const& line : sent) {
+    text << "  " << line << "\n";
+  }
+  if (!failed.empty()) {
+    text << "Not sent: " << failed.size() << "\n";
+  }
+  for (auto const& line : failed) {
+    text << "  " << line << "\n";
   }
   return text.str();
 }

@@ -1,10 +1,12 @@
 #include "SimulatorRun.h"
 
+#include <exception>
 #include <ostream>
 
 #include "CardPaths.h"
 #include "CardPreparation.h"
 #include "Delivery.h"
+#include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
@@ -58,15 +60,33 @@ std::string SimulatorRun::describe(ErrorCode code) {
 int SimulatorRun::run() {
   simcard::proto::CardState state;
   std::string error;
+  RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !CardPreparation(state).prepare(error) || !delivery.configure(programPath, error)) {
+  if (!loadCard(state) || !lock.acquire(error) || !CardPreparation(state).prepare(error) ||
+      !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
     }
     return kExitUnusable;
   }
+  warnIfNoConfigurationIsAddressed(state);
   simcard::SimulatedCard::instance().load(state);
+  simcard::SimulatedCard::instance().setFault(state.failingoperation());
 
+  int status = kExitUnusable;
+  try {
+    status = fire(state);
+  } catch (std::exception const& failure) {
+    err << "emailservice-simulator: an exception left the library: " << failure.what() << "\n";
+  } catch (...) {
+    err << "emailservice-simulator: an exception of unknown type left the library\n";
+  }
+  out << delivery.report();
+  out << "Body work files are in " << emailservice::paths::kWorkDirectory << "\n";
+  return status;
+}
+
+int SimulatorRun::fire(simcard::proto::CardState const& state) {
   cdsapi::CdsAccessor accessor("emailservice-simulator");
   emailservice::EmailService service(accessor);
   ErrorCode const result = service.manageEmails(options.event);
@@ -74,9 +94,24 @@ int SimulatorRun::run() {
   if (options.logResult) {
     logResult(state, accessor, result);
   }
-  out << delivery.report();
-  out << "Body work files are in " << emailservice::paths::kWorkDirectory << "\n";
   return result == ErrorCode::Success || result == ErrorCode::TestEmailSucceeded ? 0 : kExitFailed;
+}
+
+// A test or periodic event is for the one configuration whose id is its code.
+void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const {
+  if (options.event.type != emailservice::EventType::Test && options.event.type != emailservice::EventType::Periodic) {
+    return;
+  }
+  dravo::proto::EmailConfigurationList const list = configurationList(state);
+  for (int i = 1; i < list.configurations_size(); ++i) {
+    if (list.configurations(i).id().value() == options.event.code) {
+      return;
+    }
+  }
+  err << "emailservice-simulator: warning: no configuration is addressed: "
+      << (options.event.code.empty() ? "give --code with the id of a configuration"
+                                     : "no configuration has the id '" + options.event.code + "'")
+      << "\n";
 }
 
 bool SimulatorRun::loadCard(simcard::proto::CardState& state) {

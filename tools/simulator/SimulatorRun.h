@@ -16,7 +16,8 @@ class SimulatorRun final {
   SimulatorRun(SimulatorOptions const& options, std::string programPath, std::ostream& out, std::ostream& err);
 
   // The process's exit status: 0 for Success and TestEmailSucceeded, 1 for the failure codes,
-  // 2 when the card file or the card's files could not be prepared.
+  // 2 when the card file or the card's files could not be prepared, or when an exception left the
+  // library. Runs on the same card paths wait for each other.
   int run();
 
   // "TestEmailSucceeded (1)"; an unknown value reads "unknown (N)".
@@ -24,6 +25,9 @@ class SimulatorRun final {
 
  private:
   bool loadCard(simcard::proto::CardState& state);
+  // Fires the event and reports the result; the library's exceptions pass.
+  int fire(simcard::proto::CardState const& state);
+  void warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const;
   void logResult(simcard::proto::CardState const& state, cdsapi::CdsAccessor& accessor, emailservice::ErrorCode code);
   std::string logConfigurationId(simcard::proto::CardState const& state) const;
 

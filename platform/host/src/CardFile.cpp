@@ -3,10 +3,12 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 #include <sstream>
 
 namespace simcard {
@@ -43,25 +45,49 @@ std::string cannotRead(std::string const& path, int cause) {
   return path + ": cannot read: " + std::strerror(cause != 0 ? cause : EIO);
 }
 
-// Reads the whole file; C streams because they report the cause of a failed read in errno (a
-// directory, for one, opens but cannot be read).
-bool readWholeFile(std::string const& path, std::string& content, std::string& error) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  if (!file) {
-    error = cannotRead(path, errno);
+// Reads the open file `fd` whole, if it is a regular file of at most CardFile::kMaxBytes: a pipe
+// or a device (a FIFO, /dev/zero) could block the reader or never end.
+bool readRegularFile(int fd, std::string const& path, std::string& content, std::string& error) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+    error = cannotRead(path, S_ISDIR(status.st_mode) ? EISDIR : errno);
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    error = path + ": cannot read: not a regular file";
+    return false;
+  }
+  std::string const tooLarge = path + ": cannot read: larger than 16 MiB";
+  if (static_cast<unsigned long long>(status.st_size) > CardFile::kMaxBytes) {
+    error = tooLarge;
     return false;
   }
   char buffer[8192];
-  std::size_t got;
-  errno = 0;
-  while ((got = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) {
-    content.append(buffer, got);
+  ssize_t got;
+  while ((got = ::read(fd, buffer, sizeof buffer)) != 0) {
+    if (got < 0 && errno != EINTR) {
+      error = cannotRead(path, errno);
+      return false;
+    }
+    content.append(buffer, got > 0 ? static_cast<std::size_t>(got) : 0);
+    if (content.size() > CardFile::kMaxBytes) {  // it grew while being read
+      error = tooLarge;
+      return false;
+    }
   }
-  if (std::ferror(file.get()) != 0) {
+  return true;
+}
+
+// Opened without blocking, so that a FIFO without a writer is refused rather than waited for.
+bool readWholeFile(std::string const& path, std::string& content, std::string& error) {
+  int const fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
     error = cannotRead(path, errno);
     return false;
   }
-  return true;
+  bool const read = readRegularFile(fd, path, content, error);
+  ::close(fd);
+  return read;
 }
 
 }  // namespace

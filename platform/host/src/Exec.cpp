@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -109,6 +110,7 @@ int exitStatusOf(int status) {
   return -1;
 }
 
+// Collects the ended program and gives its exit status.
 int waitForChild(pid_t child) {
   int status = 0;
   while (::waitpid(child, &status, 0) < 0) {
@@ -119,31 +121,43 @@ int waitForChild(pid_t child) {
   return exitStatusOf(status);
 }
 
-using Deadline = std::chrono::steady_clock::time_point;
+using Clock = std::chrono::steady_clock;
+using Deadline = Clock::time_point;
 
-// Waits for the child until `deadline`; false when it is still running then. Covers a program
-// that closed its output early and runs on.
-bool waitForChildUntil(pid_t child, Deadline deadline, int& exitStatus) {
-  for (;;) {
-    int status = 0;
-    pid_t const ended = ::waitpid(child, &status, WNOHANG);
-    if (ended == child) {
-      exitStatus = exitStatusOf(status);
-      return true;
+// How often the caller looks whether the program has ended while its output is still open.
+constexpr std::chrono::milliseconds kEndCheck(50);
+
+// What is taken from each pipe once the program's group has been ended: 16 blocks of 64 KiB.
+constexpr int kRestBlocks = 16;
+
+// Whether the program has ended, without collecting it: until it is collected its process id
+// stays its process group's id, so that ending the group cannot reach a stranger.
+bool hasEnded(pid_t child, bool wait) {
+  siginfo_t info{};
+  int const options = WEXITED | WNOWAIT | (wait ? 0 : WNOHANG);
+  while (::waitid(P_PID, static_cast<id_t>(child), &info, options) < 0) {
+    if (errno != EINTR) {
+      return true;  // nothing left to wait for
     }
-    if (ended < 0 && errno != EINTR) {
-      exitStatus = -1;
-      return true;
-    }
-    if (std::chrono::steady_clock::now() >= deadline) {
-      return false;
-    }
+  }
+  return info.si_pid != 0;
+}
+
+// Waits until the program has ended, or until `deadline` when `timeoutSeconds` is not 0. Covers a
+// program that closed its output early and runs on.
+void waitForEnd(pid_t child, unsigned int timeoutSeconds, Deadline deadline) {
+  if (timeoutSeconds == 0) {
+    hasEnded(child, true);
+    return;
+  }
+  while (!hasEnded(child, false) && Clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
 
-// Ends the program and whatever it started (its process group), and collects its status.
-int killChild(pid_t child) {
+// Ends whatever is left of the program's process group (the program itself when it still runs,
+// and what it started and left behind) and collects the program's status.
+int endProgramGroup(pid_t child) {
   ::kill(-child, SIGKILL);
   ::kill(child, SIGKILL);
   return waitForChild(child);
@@ -173,10 +187,12 @@ ssize_t writeWithoutSigpipe(int fd, char const* data, std::size_t size) {
   return written;
 }
 
-// Moves data between the caller and the running child until both output pipes are closed or the
-// deadline passes. Returns false on timeout.
+// Moves data between the caller and the running child until both output pipes are closed, the
+// program has ended while something it started still holds them, or the deadline passes.
 class Exchange {
  public:
+  enum class Ending { OutputClosed, ProgramEnded, TimedOut };
+
   Exchange(std::string const& input, Descriptor& toChild, Descriptor& fromOut, Descriptor& fromErr)
       : in(input), stdinFd(toChild), stdoutFd(fromOut), stderrFd(fromErr) {
     if (in.empty()) {
@@ -186,19 +202,24 @@ class Exchange {
     }
   }
 
-  bool run(unsigned int timeoutSeconds, Deadline deadline, std::stringstream* out, std::stringstream* err) {
+  Ending run(pid_t child, unsigned int timeoutSeconds, Deadline deadline, std::stringstream* out,
+             std::stringstream* err) {
+    Deadline nextCheck = Clock::now() + kEndCheck;
     while (stdoutFd.isOpen() || stderrFd.isOpen()) {
-      int waitMs = -1;
-      if (timeoutSeconds > 0) {
-        auto const left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-          return false;
-        }
-        waitMs = static_cast<int>(left.count());
+      Deadline const now = Clock::now();
+      if (timeoutSeconds > 0 && now >= deadline) {
+        return Ending::TimedOut;
       }
+      if (now >= nextCheck) {
+        if (hasEnded(child, false)) {
+          return Ending::ProgramEnded;
+        }
+        nextCheck = now + kEndCheck;
+      }
+      Deadline const wake = timeoutSeconds > 0 ? std::min(deadline, nextCheck) : nextCheck;
+      auto const waitMs = std::chrono::duration_cast<std::chrono::milliseconds>(wake - now).count() + 1;
       pollfd fds[3] = {{stdinFd.get(), POLLOUT, 0}, {stdoutFd.get(), POLLIN, 0}, {stderrFd.get(), POLLIN, 0}};
-      int const ready = ::poll(fds, 3, waitMs);
+      int const ready = ::poll(fds, 3, static_cast<int>(waitMs));
       if (ready < 0) {
         if (errno == EINTR) {
           continue;
@@ -215,7 +236,14 @@ class Exchange {
         drain(stderrFd, err);
       }
     }
-    return true;
+    return Ending::OutputClosed;
+  }
+
+  // Once the program's group has been ended: takes what is left in the pipes, without waiting for
+  // a writer that escaped the group (at most a bounded amount).
+  void takeRest(std::stringstream* out, std::stringstream* err) {
+    takeRest(stdoutFd, out);
+    takeRest(stderrFd, err);
   }
 
  private:
@@ -234,6 +262,17 @@ class Exchange {
     }
   }
 
+  static void takeRest(Descriptor& fd, std::stringstream* sink) {
+    if (!fd.isOpen()) {
+      return;
+    }
+    ::fcntl(fd.get(), F_SETFL, ::fcntl(fd.get(), F_GETFL) | O_NONBLOCK);
+    for (int block = 0; block < kRestBlocks && fd.isOpen(); ++block) {
+      drain(fd, sink);  // closes the pipe once it is empty
+    }
+  }
+
+  // Reads one block; closes the pipe at its end or on an error (an empty pipe in takeRest).
   static void drain(Descriptor& fd, std::stringstream* sink) {
     char buffer[65536];
     ssize_t const got = ::read(fd.get(), buffer, sizeof buffer);
@@ -305,24 +344,20 @@ int exec(std::vector<std::string> args, std::string const& input, unsigned int t
     waitForChild(child);
     throwErrno(cause, "cannot start " + args[0]);
   }
-  auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
+  auto const deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
   Exchange exchange(input, stdinPipe.writeEnd, stdoutPipe.readEnd, stderrPipe.readEnd);
-  bool inTime = false;
   try {
-    inTime = exchange.run(timeoutSeconds, deadline, out, err);
+    if (exchange.run(child, timeoutSeconds, deadline, out, err) == Exchange::Ending::OutputClosed) {
+      waitForEnd(child, timeoutSeconds, deadline);
+    }
   } catch (...) {
-    killChild(child);
+    endProgramGroup(child);
     throw;
   }
-  if (!inTime) {
-    // Their output is no longer waited for.
-    return killChild(child);
-  }
-  if (timeoutSeconds == 0) {
-    return waitForChild(child);
-  }
-  int status = 0;
-  return waitForChildUntil(child, deadline, status) ? status : killChild(child);
+  // Nothing the program started outlives the run, whether it ended, timed out or left a child.
+  int const status = endProgramGroup(child);
+  exchange.takeRest(out, err);
+  return status;
 }
 
 Exec::Exec(std::vector<std::string> const& args, unsigned int timeoutSeconds)

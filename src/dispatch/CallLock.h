@@ -1,0 +1,28 @@
+// One call of the library at a time, between processes and between threads: the work files and
+// exports have fixed names in the work directory. Built only with EMAILSERVICE_SERIALIZE_CALLS.
+#pragma once
+
+#include <string>
+
+namespace emailservice {
+
+// An advisory lock (flock) on a file of the work directory, held from construction to
+// destruction. Each object opens the file itself, so that two threads of one process exclude
+// each other as two processes do; the lock goes with the descriptor on every way out of a call.
+class CallLock final {
+ public:
+  // Waits until no other call holds the lock, then holds it. Without a usable lock file (the work
+  // directory missing or unusable) the call goes on unlocked: it cannot write its files either.
+  CallLock();
+  ~CallLock();
+  CallLock(CallLock const&) = delete;
+  CallLock& operator=(CallLock const&) = delete;
+
+  // The lock file: "manageEmails.lock" in the work directory.
+  static std::string path();
+
+ private:
+  int fd;
+};
+
+}  // namespace emailservice
