@@ -10,10 +10,10 @@ if(TARGET emailServiceObjectsHardened)
   target_compile_definitions(hardened_submission_tests PRIVATE
     SIMCARD_BIN_DIR="${SIMCARD_BIN_DIR}"
     EMAILSERVICE_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  set_target_properties(hardened_submission_tests PROPERTIES CROSSCOMPILING_EMULATOR "${EMAILSERVICE_TEST_EMULATOR}")
+  set_target_properties(hardened_submission_tests PROPERTIES CROSSCOMPILING_EMULATOR "${EMAILSERVICE_TEST_RUNNER}")
   emailservice_set_warnings(hardened_submission_tests)
   gtest_discover_tests(hardened_submission_tests
     TEST_PREFIX "hardened."
     DISCOVERY_TIMEOUT 60
-    PROPERTIES RESOURCE_LOCK card_paths ENVIRONMENT "PATH=${SIMCARD_BIN_DIR}:$ENV{PATH}")
+    PROPERTIES ${EMAILSERVICE_TEST_LOCK} ENVIRONMENT "PATH=${SIMCARD_BIN_DIR}:$ENV{PATH}")
 endif()

@@ -7,9 +7,9 @@ string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
 # (Debian's python3-aiosmtpd, hence the system Python).
 foreach(suite DeliveryTest RefusedDeliveryTest FaultTest CommandLineTest)
   add_test(NAME endtoend.${suite}
-    COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
+    COMMAND ${EMAILSERVICE_TEST_LAUNCHER} /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
-    RESOURCE_LOCK card_paths
+    ${EMAILSERVICE_TEST_LOCK}
     TIMEOUT 600
     ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
