@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -61,12 +62,20 @@ void replaceEntries(Entries& base, Entries const& delta, Key key) {
   base.Swap(&kept);
 }
 
+// Records and devices replace the card's of the same key or number; any other list replaces the
+// card's list; single values are set.
 void mergeCard(simcard::proto::CardState& card, simcard::proto::CardState const& delta) {
   replaceEntries(*card.mutable_records(), delta.records(), [](auto const& record) { return record.key(); });
   replaceEntries(*card.mutable_devices(), delta.devices(), [](auto const& device) { return device.id(); });
   simcard::proto::CardState rest = delta;
   rest.clear_records();
   rest.clear_devices();
+  if (rest.alarms_size() > 0) {
+    card.clear_alarms();
+  }
+  if (rest.systemlogs_size() > 0) {
+    card.clear_systemlogs();
+  }
   card.MergeFrom(rest);
 }
 
@@ -143,10 +152,13 @@ class ScenarioTest : public CardTest, public ::testing::WithParamInterface<std::
   void prepareCard(test::Scenario const& scenario, test::Case const& c);
   void recordCommands(test::Case const& c);
   void expectOutcome(test::Case const& c, std::string const& before, std::string const& after);
+  static void expectFile(test::WorkFile const& file, std::string const& actual, std::string const& before,
+                         std::string const& after);
 
   simcard::proto::CardState state;
   std::vector<std::string> commands;
   std::vector<std::string> atSend;
+  std::map<std::string, std::string> sent;  // the work files when the last mail command ran
 };
 
 void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const& c) {
@@ -174,6 +186,7 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
 void ScenarioTest::recordCommands(test::Case const& c) {
   commands.clear();
   atSend.clear();
+  sent.clear();
   card().setCommandHook([this, &c](std::vector<std::string> const& args, std::string const& input,
                                    std::string& printed) {
     bool const shell = args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c";
@@ -187,6 +200,10 @@ void ScenarioTest::recordCommands(test::Case const& c) {
     }
     if (shell) {
       atSend.push_back(workFiles());
+      sent.clear();
+      for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory)) {
+        sent[entry.path().filename().string()] = readFile(entry.path().string());
+      }
     }
     if (c.run_commands()) {
       auto const hook = card().getCommandHook();
@@ -252,14 +269,25 @@ void ScenarioTest::expectOutcome(test::Case const& c, std::string const& before,
     log.push_back(line.str());
   }
   EXPECT_EQ(log, std::vector<std::string>(c.card_log().begin(), c.card_log().end()));
+  for (auto const& file : c.sent_file()) {
+    EXPECT_EQ(sent.count(file.name()), file.absent() ? 0U : 1U) << file.name() << " when sending";
+    expectFile(file, sent[file.name()], before, after);
+  }
   for (auto const& file : c.file()) {
     std::string const path = paths::kWorkDirectory + file.name();
-    if (file.absent()) {
-      EXPECT_FALSE(fs::exists(path)) << file.name();
-      continue;
-    }
+    EXPECT_EQ(fs::exists(path), !file.absent()) << file.name();
+    expectFile(file, readFile(path), before, after);
+  }
+}
+
+void ScenarioTest::expectFile(test::WorkFile const& file, std::string const& actual, std::string const& before,
+                              std::string const& after) {
+  for (auto const& line : file.line()) {
+    EXPECT_NE(("\n" + actual).find("\n" + expand(line) + "\n"), std::string::npos) << file.name() << ": " << line;
+  }
+  if (file.has_golden() || file.has_content()) {
     std::string const text = file.has_golden() ? readFile(kScenarios + file.golden()) : file.content();
-    expectText(readFile(path), expand(text), before, after, file.name());
+    expectText(actual, expand(text), before, after, file.name());
   }
 }
 
