@@ -73,6 +73,9 @@ void mergeCard(simcard::proto::CardState& card, simcard::proto::CardState const&
   if (rest.alarms_size() > 0) {
     card.clear_alarms();
   }
+  if (rest.channels_size() > 0) {
+    card.clear_channels();
+  }
   if (rest.systemlogs_size() > 0) {
     card.clear_systemlogs();
   }
