@@ -28,3 +28,19 @@ install(FILES ${PROJECT_BINARY_DIR}/emailServiceConfig.cmake ${PROJECT_BINARY_DI
 file(RELATIVE_PATH EMAILSERVICE_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/emailService.pc.in ${PROJECT_BINARY_DIR}/emailService.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/emailService.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# ---- The configuration check ------------------------------------------------------------------
+# libemailServiceCheck and emailservice-check, in the component layout: the library in Runtime;
+# its header, CMake target (emailService::emailServiceCheck, same export set) and pkg-config file
+# in Development; the card-file checker, a host tool like the simulator, in Simulator.
+install(TARGETS emailServiceCheck EXPORT emailServiceTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/emailservice/ConfigurationCheck.h
+  ${PROJECT_SOURCE_DIR}/include/emailservice/Export.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/emailservice COMPONENT Development)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/emailServiceCheck.pc.in ${PROJECT_BINARY_DIR}/emailServiceCheck.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/emailServiceCheck.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT Development)
+install(TARGETS emailservice-check RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Simulator)
+# ---- end of the configuration check -----------------------------------------------------------
