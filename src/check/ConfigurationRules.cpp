@@ -239,8 +239,9 @@ void ConfigurationRules::checkTables() const {
     char const* consequence;
   };
   Table const tables[] = {
-      {"cardEventTable", configuration.cardeventtable(), false, "card events of this level send nothing"},
-      {"upsEventTable", configuration.upseventtable(), true, "alarms of this level send nothing"}};
+      {"cardEventTable", configuration.cardeventtable(), false,
+       "card events of this level send nothing, so nothing is attached"},
+      {"upsEventTable", configuration.upseventtable(), true, "alarms of this level send nothing, so nothing is attached"}};
   for (auto const& table : tables) {
     checkLevel(std::string(table.field) + ".critical", table.table.critical(), table.ups, table.consequence);
     checkLevel(std::string(table.field) + ".warning", table.table.warning(), table.ups, table.consequence);
@@ -249,9 +250,9 @@ void ConfigurationRules::checkTables() const {
   }
   auto const& periodic = configuration.periodicconfiguration();
   checkLevel("periodicConfiguration.cardEventConfiguration", periodic.cardeventconfiguration(), false,
-             "the periodic report attaches no card log");
+             "the periodic report attaches none of them");
   checkLevel("periodicConfiguration.upsEventConfiguration", periodic.upseventconfiguration(), true,
-             "the periodic report attaches no UPS log");
+             "the periodic report attaches none of them");
 }
 
 // Only the logs that the entry's events can attach count: the system logs for card events, the
@@ -273,7 +274,7 @@ void ConfigurationRules::checkLevel(std::string const& field, dravo::proto::Even
   }
   if (!selected.empty()) {
     findings.add(Severity::Warning, field, "", selected,
-                 std::string("logs selected, but not subscribed: ") + consequence + ", so nothing is attached");
+                 std::string("logs selected, but not subscribed: ") + consequence);
   }
 }
 

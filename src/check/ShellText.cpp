@@ -7,9 +7,9 @@ namespace emailservice::check {
 
 namespace {
 
-// Special wherever they stand in an unquoted word: operators, quotes, expansion, globs, and the
-// line feed, which ends the command.
-constexpr char const kAlwaysSpecial[] = "|&;<>()$`\\\"'*?[\n";
+// Special wherever they stand in an unquoted word: blanks, which split it, operators, quotes,
+// expansion, globs, and the line feed, which ends the command.
+constexpr char const kAlwaysSpecial[] = " \t|&;<>()$`\\\"'*?[\n";
 // Special at the start of a word only: a comment, and tilde expansion.
 constexpr char const kSpecialAtStart[] = "#~";
 // What may follow "$" to make an expansion: a name, a digit, a special parameter, "(" or "{".

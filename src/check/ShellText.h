@@ -9,7 +9,7 @@ namespace emailservice::check {
 class ShellText final {
  public:
   // The first character of `word` that the shell does not take literally in an unquoted word
-  // (operators, quotes, "$", globs, a line feed; "#" and "~" at the start of the word), or the
+  // (blanks, operators, quotes, "$", globs, a line feed; "#" and "~" at its start), or the
   // empty text when it has none. `atWordStart`: the word begins with the first character.
   static std::string unquotedSpecial(std::string const& word, bool atWordStart);
 
