@@ -4,7 +4,7 @@
 set -eu
 
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh test
 
 for preset in default sanitize; do
   echo "=== $preset build"

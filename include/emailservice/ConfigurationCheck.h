@@ -36,16 +36,16 @@ enum class Scope {
 struct Finding {
   Severity severity;
   Scope scope;
-  int position;        // Configuration: the position in the list (0 is the template); Device: the
-                       // device number (1 or 20); List: -1
-  std::string id;      // the configuration's id and name (Configuration only)
+  int position;    // Configuration: the position in the list (0 is the template); Device: the
+                   // device number (1 or 20); List: -1
+  std::string id;  // the configuration's id and name (Configuration only)
   std::string name;
-  std::string field;   // attribute path as the configuration messages name it: "exceptionEvents",
-                       // "upsEventTable.warning", "periodicConfiguration.periodStart",
-                       // "friendlyName", ...
-  std::string part;    // which piece of the field: "entry 3", "word 2"; empty for the whole field
-  std::string value;   // the value found there, as configured
-  std::string message; // one sentence: what the service will do with it
+  std::string field;    // attribute path as the configuration messages name it: "exceptionEvents",
+                        // "upsEventTable.warning", "periodicConfiguration.periodStart",
+                        // "friendlyName", ...
+  std::string part;     // which piece of the field: "entry 3", "word 2"; empty for the whole field
+  std::string value;    // the value found there, as configured
+  std::string message;  // one sentence: what the service will do with it
 };
 
 // The names of the card's devices as the data store gives them (device 1 is the card, device 20

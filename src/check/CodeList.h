@@ -11,7 +11,7 @@
 namespace emailservice::check {
 
 struct CodeEntry {
-  std::string text;     // as written
+  std::string text;         // as written
   bool parses = false;      // false: the filters' conversion fails on it
   bool outOfRange = false;  // it fails because the number does not fit 32 signed bits
   std::int32_t value = 0;

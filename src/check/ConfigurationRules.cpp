@@ -123,9 +123,9 @@ void ConfigurationRules::checkCodeList(char const* field, CodeList const& codes,
                    "not a code either, and never read: " + entryPart(bad) + " already ends the comparison");
     } else if (i == bad) {
       std::string const after = i + 1 < entries.size() ? "the entries after it are never compared, and " : "";
-      findings.add(Severity::Error, field, entryPart(i), entries[i].text,
-                   unreadable(entries[i]) + "; " + after + events +
-                       " that no entry before it matches prints a parse message");
+      findings.add(
+          Severity::Error, field, entryPart(i), entries[i].text,
+          unreadable(entries[i]) + "; " + after + events + " that no entry before it matches prints a parse message");
     }
   }
   checkCodeValues(field, codes);
@@ -176,7 +176,8 @@ void ConfigurationRules::checkId() const {
   }
   BodyPlace const place = bodyPlace(id);
   if (place == BodyPlace::Outside) {
-    findings.add(Severity::Error, "id", "", id, "contains \"/\": the body work files are written outside the work directory");
+    findings.add(Severity::Error, "id", "", id,
+                 "contains \"/\": the body work files are written outside the work directory");
   } else if (place == BodyPlace::Subdirectory) {
     findings.add(Severity::Error, "id", "", id,
                  "contains \"/\": the body work files go into a subdirectory of the work directory, which the "
@@ -194,7 +195,8 @@ void ConfigurationRules::checkRecipients() const {
   std::string const& text = configuration.recipients().value();
   std::vector<std::string> const list = words(text);
   if (list.empty()) {
-    findings.add(Severity::Error, "recipients", "", text, "empty: sendemail gets no recipient, and every sending fails");
+    findings.add(Severity::Error, "recipients", "", text,
+                 "empty: sendemail gets no recipient, and every sending fails");
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     checkRecipientWord(list[i], i + 1);
@@ -206,8 +208,9 @@ void ConfigurationRules::checkRecipientWord(std::string const& word, std::size_t
   std::string const part = "word " + std::to_string(number);
   std::string const special = ShellText::unquotedSpecial(word, true);
   if (!special.empty()) {
-    findings.add(Severity::Error, "recipients", part, word,
-                 "holds " + FindingList::quoted(special) + ": in the default build the shell interprets it in the mail command");
+    findings.add(
+        Severity::Error, "recipients", part, word,
+        "holds " + FindingList::quoted(special) + ": in the default build the shell interprets it in the mail command");
   } else if (word.front() == '-') {
     findings.add(Severity::Error, "recipients", part, word,
                  "begins with \"-\": not an address; sendemail refuses it, and every sending fails");
@@ -238,15 +241,14 @@ void ConfigurationRules::checkTables() const {
     bool ups;
     char const* consequence;
   };
-  Table const tables[] = {
-      {"cardEventTable", configuration.cardeventtable(), false,
-       "card events of this level send nothing, so nothing is attached"},
-      {"upsEventTable", configuration.upseventtable(), true, "alarms of this level send nothing, so nothing is attached"}};
+  Table const tables[] = {{"cardEventTable", configuration.cardeventtable(), false,
+                           "card events of this level send nothing, so nothing is attached"},
+                          {"upsEventTable", configuration.upseventtable(), true,
+                           "alarms of this level send nothing, so nothing is attached"}};
   for (auto const& table : tables) {
     checkLevel(std::string(table.field) + ".critical", table.table.critical(), table.ups, table.consequence);
     checkLevel(std::string(table.field) + ".warning", table.table.warning(), table.ups, table.consequence);
-    checkLevel(std::string(table.field) + ".informational", table.table.informational(), table.ups,
-               table.consequence);
+    checkLevel(std::string(table.field) + ".informational", table.table.informational(), table.ups, table.consequence);
   }
   auto const& periodic = configuration.periodicconfiguration();
   checkLevel("periodicConfiguration.cardEventConfiguration", periodic.cardeventconfiguration(), false,
@@ -304,7 +306,8 @@ void ConfigurationRules::checkSendsSomething() const {
     return;
   }
   bool const notifications = configuration.eventnotification().value();
-  if (notifications && (anySubscribed(configuration.cardeventtable()) || anySubscribed(configuration.upseventtable()))) {
+  if (notifications &&
+      (anySubscribed(configuration.cardeventtable()) || anySubscribed(configuration.upseventtable()))) {
     return;
   }
   findings.add(Severity::Warning, "eventNotification", "", boolText(notifications),

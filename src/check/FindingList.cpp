@@ -7,8 +7,15 @@
 namespace emailservice::check {
 
 void FindingList::aboutConfiguration(int position, dravo::proto::EmailConfiguration const& configuration) {
-  subject = Finding{Severity::Note, Scope::Configuration, position, configuration.id().value(),
-                    configuration.name().value(), {}, {}, {}, {}};
+  subject = Finding{Severity::Note,
+                    Scope::Configuration,
+                    position,
+                    configuration.id().value(),
+                    configuration.name().value(),
+                    {},
+                    {},
+                    {},
+                    {}};
 }
 
 void FindingList::aboutList() { subject = Finding{Severity::Note, Scope::List, -1, {}, {}, {}, {}, {}, {}}; }
@@ -17,8 +24,7 @@ void FindingList::aboutDevice(int device) {
   subject = Finding{Severity::Note, Scope::Device, device, {}, {}, {}, {}, {}, {}};
 }
 
-void FindingList::add(Severity severity, std::string field, std::string part, std::string value,
-                      std::string message) {
+void FindingList::add(Severity severity, std::string field, std::string part, std::string value, std::string message) {
   Finding finding = subject;
   finding.severity = severity;
   finding.field = std::move(field);

@@ -29,9 +29,10 @@ void ListRules::checkIdUnique(int position) const {
   for (int earlier = 1; earlier < position; ++earlier) {
     if (list.configurations(earlier).id().value() == id) {
       std::string const first = "configuration " + std::to_string(earlier);
-      findings.add(Severity::Error, "id", "", id,
-                   "also the id of " + first + ": a test e-mail for it is answered by " + first +
-                       " only, a periodic report by the first of them that is enabled");
+      std::string message = "also the id of " + first;
+      message += ": a test e-mail for it is answered by " + first;
+      message += " only, a periodic report by the first of them that is enabled";
+      findings.add(Severity::Error, "id", "", id, message);
       return;
     }
   }

@@ -2,10 +2,11 @@
 // check gives the case's finding, and the whole call on the case's card and event does what that
 // finding says (a parse message, a failed sending, a file outside the work directory, a command
 // run by the shell, nothing sent ...).
-#include <google/protobuf/text_format.h>
 #include <gmock/gmock.h>
+#include <google/protobuf/text_format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -47,8 +48,8 @@ std::vector<std::string> findingLines() {
   check::DeviceNames const names{inband.getDeviceFriendlyName(1), inband.getDevicePhysicalName(1),
                                  inband.getDeviceFriendlyName(20), inband.getDevicePhysicalName(20)};
   std::vector<std::string> lines;
-  for (auto const& finding : check::checkConfigurations(
-           accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names)) {
+  for (auto const& finding :
+       check::checkConfigurations(accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names)) {
     lines.push_back(check::describe(finding));
   }
   return lines;
@@ -108,7 +109,8 @@ TEST_P(CheckAgreementTest, TheServiceDoesWhatTheFindingSays) {
   }
   std::ostringstream printed;
   std::streambuf* const standardOutput = std::cout.rdbuf(printed.rdbuf());
-  ErrorCode const result = manageEmails(EmailEvent{given.type(), "2026-11-23 10:00:00", given.level(), given.code(), 1, "On battery"});
+  ErrorCode const result =
+      manageEmails(EmailEvent{given.type(), "2026-11-23 10:00:00", given.level(), given.code(), 1, "On battery"});
   std::cout.rdbuf(standardOutput);
 
   EXPECT_EQ(static_cast<int>(result), given.result());
@@ -116,10 +118,8 @@ TEST_P(CheckAgreementTest, TheServiceDoesWhatTheFindingSays) {
   EXPECT_THAT(printed.str(), HasSubstr(given.printed()));
   auto const mailCommands = recordedShellCommands();
   if (!given.shell()) {
-    std::vector<std::string> mailedTo;
-    for (auto const& command : mailCommands) {
-      mailedTo.push_back(recipientsOf(command));
-    }
+    std::vector<std::string> mailedTo(mailCommands.size());
+    std::transform(mailCommands.begin(), mailCommands.end(), mailedTo.begin(), recipientsOf);
     EXPECT_EQ(mailedTo, std::vector<std::string>(given.mailedto().begin(), given.mailedto().end()));
   }
   if (given.has_subject()) {

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the build tree into a scratch prefix, then builds and runs a small consumer twice:
-# through the CMake package (find_package) and through pkg-config. Checks the SONAME and the two
-# exported entry points of the installed library.
+# through the CMake package (find_package) and through pkg-config, and the same for a consumer of
+# the configuration check. Checks the SONAMEs and the two exported entry points of the library.
 # Usage: check_install.sh BUILD_DIR SCRATCH_DIR
 set -eu
 
@@ -34,6 +34,24 @@ int main() {
   return service.manageEmails(event) == emailservice::ErrorCode::Success ? 0 : 1;
 }
 CPP
+readelf -d "$prefix/lib/libemailServiceCheck.so.1" | grep -q 'Library soname: \[libemailServiceCheck.so.1\]' || { echo "wrong SONAME"; exit 1; }
+cat > "$scratch/consumer/check.cpp" <<'CPP'
+#include <dravo_config.pb.h>
+#include <emailservice/ConfigurationCheck.h>
+
+int main() {
+  dravo::proto::EmailConfigurationList list;
+  list.add_configurations();
+  list.add_configurations()->mutable_recipients()->set_value("");
+  // Configuration 1 has no recipient: every sending would fail.
+  for (auto const& finding : emailservice::check::checkConfigurations(list)) {
+    if (finding.field == "recipients" && finding.severity == emailservice::check::Severity::Error) {
+      return 0;
+    }
+  }
+  return 1;
+}
+CPP
 cat > "$scratch/consumer/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(consumer CXX)
@@ -41,16 +59,24 @@ set(CMAKE_CXX_STANDARD 17)
 find_package(emailService 1 REQUIRED)
 add_executable(consumer main.cpp)
 target_link_libraries(consumer PRIVATE emailService::emailService)
+add_executable(check check.cpp)
+target_link_libraries(check PRIVATE emailService::emailServiceCheck emailService::simcard)
 CMAKE
 
 cmake -S "$scratch/consumer" -B "$scratch/consumer/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$scratch/consumer/build" >/dev/null
 LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/build/consumer"
+LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/build/check"
 
 # shellcheck disable=SC2046
 c++ -std=c++17 -o "$scratch/consumer/by-pkg-config" "$scratch/consumer/main.cpp" \
   $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailService)
 LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/by-pkg-config"
+# On a host the message classes of the platform come from the simulated card.
+# shellcheck disable=SC2046
+c++ -std=c++17 -o "$scratch/consumer/check-by-pkg-config" "$scratch/consumer/check.cpp" \
+  $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailServiceCheck) -lsimcard
+LD_LIBRARY_PATH=$prefix/lib "$scratch/consumer/check-by-pkg-config"
 
 rm -rf "$scratch"
 echo "installed package works through find_package and pkg-config"

@@ -35,6 +35,7 @@ bool LongOptions::parse(std::vector<std::string> const& args, Apply const& apply
   std::vector<std::string> words{"program"};
   words.insert(words.end(), args.begin(), args.end());
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (auto& word : words) {
     argv.push_back(&word[0]);
   }
@@ -56,7 +57,8 @@ bool LongOptions::parse(std::vector<std::string> const& args, Apply const& apply
   int const argc = static_cast<int>(words.size());
   for (int key = 0; (key = getopt_long(argc, argv.data(), shortOptions.c_str(), table.data(), nullptr)) != -1;) {
     if (key == '?' || key == ':') {
-      error = key == ':' ? "option " + nameOf(optopt) + " needs a value" : diagnose(argv[static_cast<std::size_t>(optind) - 1], optopt);
+      error = key == ':' ? "option " + nameOf(optopt) + " needs a value"
+                         : diagnose(argv[static_cast<std::size_t>(optind) - 1], optopt);
       return false;
     }
     if (!apply(key, optarg != nullptr ? optarg : "", error)) {
@@ -81,7 +83,8 @@ std::string LongOptions::nameOf(int key) const {
 // `argument` is the word that held it.
 std::string LongOptions::diagnose(std::string const& argument, int optionKey) const {
   if (optionKey != 0) {
-    bool const known = std::any_of(options.begin(), options.end(), [&](Option const& entry) { return entry.key == optionKey; });
+    bool const known =
+        std::any_of(options.begin(), options.end(), [&](Option const& entry) { return entry.key == optionKey; });
     return known ? "option " + nameOf(optionKey) + " takes no value"
                  : "unknown option '-" + std::string(1, static_cast<char>(optionKey)) + "'";
   }

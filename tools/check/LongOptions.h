@@ -15,7 +15,7 @@ class LongOptions final {
   struct Option {
     char const* name;  // without the leading "--"
     bool takesValue;
-    int key;           // its short letter, or a number above 255 for an option without one
+    int key;  // its short letter, or a number above 255 for an option without one
   };
   // Called for each option in command-line order; false stops the parse with `error`.
   using Apply = std::function<bool(int key, std::string const& value, std::string& error)>;
