@@ -117,15 +117,16 @@ void ConfigurationRules::check() const {
 void ConfigurationRules::checkCodeList(char const* field, CodeList const& codes, char const* events) const {
   auto const& entries = codes.entries();
   std::size_t const bad = codes.firstBad();
-  for (std::size_t i = bad; i < entries.size(); ++i) {
-    if (i != bad && !entries[i].parses) {
+  if (bad < entries.size()) {
+    std::string const after = bad + 1 < entries.size() ? "the entries after it are never compared, and " : "";
+    findings.add(
+        Severity::Error, field, entryPart(bad), entries[bad].text,
+        unreadable(entries[bad]) + "; " + after + events + " that no entry before it matches prints a parse message");
+  }
+  for (std::size_t i = bad + 1; i < entries.size(); ++i) {
+    if (!entries[i].parses) {
       findings.add(Severity::Error, field, entryPart(i), entries[i].text,
                    "not a code either, and never read: " + entryPart(bad) + " already ends the comparison");
-    } else if (i == bad) {
-      std::string const after = i + 1 < entries.size() ? "the entries after it are never compared, and " : "";
-      findings.add(
-          Severity::Error, field, entryPart(i), entries[i].text,
-          unreadable(entries[i]) + "; " + after + events + " that no entry before it matches prints a parse message");
     }
   }
   checkCodeValues(field, codes);
