@@ -20,7 +20,7 @@ add_test(NAME check.CommandLines COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE
 set_tests_properties(check.CommandLines PROPERTIES
   RESOURCE_LOCK card_paths
   TIMEOUT 600
-  ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;VERSION=${PROJECT_VERSION}")
+  ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};VERSION=${PROJECT_VERSION}")
 
 # The installed package: library, headers, CMake package and pkg-config files, used by a consumer,
 # and the library built in card mode against the simulated card laid out as a card SDK. A cross

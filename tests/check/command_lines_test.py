@@ -1,6 +1,7 @@
 """The command lines of the two tools, row by row from command_lines.txt (see its header)."""
 import os
 import shlex
+import shlex
 import subprocess
 import sys
 import unittest
@@ -25,7 +26,8 @@ class CommandLineTest(unittest.TestCase):
         for tool, status, compared, text, *args in rows:
             with self.subTest(tool=tool, args=args):
                 program = os.environ["CHECK" if tool == "check" else "SIMULATOR"]
-                run = subprocess.run([program] + args, cwd=SOURCE, capture_output=True, timeout=120)
+                emulator = shlex.split(os.environ.get("EMULATOR", ""))
+                run = subprocess.run(emulator + [program] + args, cwd=SOURCE, capture_output=True, timeout=120)
                 output = run.stdout if compared.startswith("out") else run.stderr
                 if compared.endswith("="):
                     self.assertEqual(output, expected_text(text))

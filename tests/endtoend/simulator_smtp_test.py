@@ -16,6 +16,7 @@ import re
 import shlex
 import socket
 import subprocess
+import tempfile
 import time
 import unittest
 
