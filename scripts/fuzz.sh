@@ -15,8 +15,9 @@
 set -eu
 
 cd "$(dirname "$0")/.."
+scripts/install-deps.sh tools
 seconds="${1:-600}"
-targets="${TARGETS:-filters subject tail whole_call}"
+targets="${TARGETS:-filters subject tail whole_call check}"
 build=build/fuzz
 
 cmake -S . -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \

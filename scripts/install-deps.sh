@@ -1,36 +1,54 @@
 #!/bin/sh
-# Installs the Debian packages that building, running and testing the library need, skipping
-# those already installed; with --cross also the armhf cross build's. Needs root (or sudo) when
-# something is missing.
+# Installs the Debian packages of one job, skipping those already installed. Needs root (or
+# sudo) when something is missing.
+#
+#   scripts/install-deps.sh main    what the main job needs (scripts/run-example.sh): the build,
+#                                   Protocol Buffers, and s-nail for the card's sendemail stand-in
+#   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
+#                                   cross build and the emulator that runs its tests included
+#   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
+#                                   (scripts/fuzz.sh, scripts/valgrind.sh, the benchmark preset)
+#   scripts/install-deps.sh         the same as "tools": everything
 set -eu
 
-PACKAGES="
+MAIN_PACKAGES="
 cmake
 g++
 make
 pkg-config
 protobuf-compiler
 libprotobuf-dev
+s-nail
+python3
+"
+TEST_PACKAGES="
 googletest
 libgtest-dev
 libgmock-dev
-libbenchmark-dev
-s-nail
-python3
 python3-aiosmtpd
+"
+TOOL_PACKAGES="
 clang
 libclang-rt-14-dev
 valgrind
+libbenchmark-dev
 "
 
-# The armhf cross build and the emulator that runs its tests: only the test command asks for them.
+# The armhf cross build and the emulator that runs its tests.
 CROSS_PACKAGES="
 g++-arm-linux-gnueabihf
 qemu-user
 "
-if [ "${1:-}" = "--cross" ]; then
-  PACKAGES="$PACKAGES $CROSS_PACKAGES"
-fi
+
+case "${1:-tools}" in
+  main) PACKAGES=$MAIN_PACKAGES ;;
+  test) PACKAGES="$MAIN_PACKAGES $TEST_PACKAGES $CROSS_PACKAGES" ;;
+  tools) PACKAGES="$MAIN_PACKAGES $TEST_PACKAGES $CROSS_PACKAGES $TOOL_PACKAGES" ;;
+  *)
+    echo "usage: install-deps.sh [main|test|tools]" >&2
+    exit 2
+    ;;
+esac
 
 missing=""
 for package in $PACKAGES; do

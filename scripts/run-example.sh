@@ -1,7 +1,8 @@
 #!/bin/sh
-# The library's main job, on a host: builds it with the simulated card, then sends a test e-mail,
-# a UPS alarm and a periodic report from the example card (examples/card.txtpb) into a Maildir,
-# and lists what arrived.
+# The library's main job, on a host: builds it with the simulated card (the release preset, which
+# builds no tests), checks the example card's e-mail configurations (examples/card.txtpb), then
+# sends a test e-mail, a UPS alarm and a periodic report from it into a Maildir, and lists what
+# arrived.
 #
 # Environment: MAILDIR (default build/example-mail) is where the e-mails are delivered; it is
 # emptied first. The card's paths (/tmp/emailService/, /flash/log/, /tmp/logMeasures/) need root;
@@ -10,7 +11,7 @@ set -eu
 
 cd "$(dirname "$0")/.."
 root=$(pwd)
-scripts/install-deps.sh
+scripts/install-deps.sh main
 
 build=build/release
 if [ "$(id -u)" -eq 0 ]; then
@@ -32,7 +33,7 @@ run() {
   "$simulator" --card "$card" --maildir "$maildir" "$@" || true
 }
 
-run --type test --code 1 --log
+run --check --type test --code 1 --log
 run --type ups --level critical --state active --code 2B00 --description "On battery"
 run --type periodic --code 1
 

@@ -5,7 +5,7 @@
 set -eu
 
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh --cross
+scripts/install-deps.sh test
 
 for preset in default sanitize; do
   echo "=== $preset build"

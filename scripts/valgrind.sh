@@ -14,6 +14,7 @@
 set -eu
 
 cd "$(dirname "$0")/.."
+scripts/install-deps.sh tools
 build="${1:-build/default}"
 [ $# -gt 0 ] && shift
 

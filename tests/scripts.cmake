@@ -5,7 +5,7 @@ string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-foreach(suite DeliveryTest RefusedDeliveryTest FaultTest CommandLineTest)
+foreach(suite DeliveryTest RefusedDeliveryTest FaultTest)
   add_test(NAME endtoend.${suite}
     COMMAND ${EMAILSERVICE_TEST_LAUNCHER} /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
@@ -13,6 +13,14 @@ foreach(suite DeliveryTest RefusedDeliveryTest FaultTest CommandLineTest)
     TIMEOUT 600
     ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
+
+# The command lines of emailservice-check and of the simulator, and the findings of the example
+# card and of a card full of mistakes.
+add_test(NAME check.CommandLines COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/check/command_lines_test.py)
+set_tests_properties(check.CommandLines PROPERTIES
+  RESOURCE_LOCK card_paths
+  TIMEOUT 600
+  ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};VERSION=${PROJECT_VERSION}")
 
 # The installed package: library, headers, CMake package and pkg-config files, used by a consumer,
 # and the library built in card mode against the simulated card laid out as a card SDK. A cross

@@ -313,51 +313,5 @@ class FaultTest(SimulatorCase):
         self.assertEqual((len(self.recorder.messages), mixed), (4 * rounds, []))
 
 
-class CommandLineTest(unittest.TestCase):
-    """Usage errors and unusable card files end with status 2 and a message naming the problem."""
-
-    def run_simulator(self, *args):
-        return subprocess.run(SIMULATOR + list(args), capture_output=True, text=True, timeout=60)
-
-    def test_bad_command_lines_are_refused_with_a_reason(self):
-        cases = [
-            ([], "no card file"),
-            (["--card", CARD], "no event type"),
-            (["--card", CARD, "--type", "alarm"], "bad value 'alarm' for --type"),
-            (["--card", CARD, "--type", "ups", "--level", "2x"], "bad value '2x' for --level"),
-            (["--card", CARD, "--type", "ups", "--frobnicate"], "unknown option '--frobnicate'"),
-            (["--card", CARD, "--type", "ups", "--code"], "option --code needs a value"),
-            (["--card", CARD, "--type", "ups", "--type", "card"], "option --type given twice"),
-            (["--card", CARD, "--type", "ups", "--smtp", "mail.example.net"], "bad value"),
-            (["--card", CARD, "--type", "ups", "--log=yes"], "option --log takes no value"),
-        ]
-        for args, reason in cases:
-            with self.subTest(args=args):
-                run = self.run_simulator(*args)
-                self.assertEqual(run.returncode, 2)
-                self.assertIn(reason, run.stderr)
-                self.assertIn("--help", run.stderr)
-
-    def test_help_names_every_event_field(self):
-        run = self.run_simulator("--help")
-        self.assertEqual(run.returncode, 0)
-        for option in ["--card", "--type", "--date", "--level", "--code", "--state", "--description", "--maildir",
-                       "--smtp", "--log"]:
-            self.assertIn(option, run.stdout)
-
-    def test_unusable_card_files_name_the_file_and_the_place(self):
-        with tempfile.NamedTemporaryFile("w", prefix="broken-card", suffix=".txtpb", delete=False) as f:
-            f.write('productName: "X"\ndevices { id: 1 nosuchfield: 2 }\n')
-        broken = f.name
-        self.addCleanup(os.remove, broken)
-        run = self.run_simulator("--card", broken, "--type", "test", "--code", "1")
-        self.assertEqual(run.returncode, 2)
-        self.assertIn(broken + ":2:", run.stderr)
-        self.assertIn("nosuchfield", run.stderr)
-        run = self.run_simulator("--card", "/nonexistent/card.txtpb", "--type", "test")
-        self.assertEqual(run.returncode, 2)
-        self.assertIn("/nonexistent/card.txtpb: cannot read", run.stderr)
-
-
 if __name__ == "__main__":
     unittest.main(verbosity=2)

@@ -2,7 +2,8 @@
 # Installs the build tree into scratch prefixes and checks what each user of it gets:
 # - the Runtime component alone: the library and its SONAME link, nothing else;
 # - everything: a consumer built through the CMake package and through pkg-config, with the
-#   simulated card as the package's component simcard, runs;
+#   simulated card as the package's component simcard, runs, and so does a consumer of the
+#   configuration check;
 # - the card platform: with the simulated card's headers and libraries laid out as a card SDK,
 #   the library builds in card mode, needs the SDK's library, defines its own code and nothing of
 #   its platform, installs nothing of the simulated card, and the consumer runs against it.
@@ -60,6 +61,24 @@ int main() {
   return service.manageEmails(event) == emailservice::ErrorCode::Success ? 0 : 1;
 }
 CPP
+readelf -d "$prefix/lib/libemailServiceCheck.so.1" | grep -q 'Library soname: \[libemailServiceCheck.so.1\]' || { echo "wrong SONAME"; exit 1; }
+cat > "$scratch/consumer/check.cpp" <<'CPP'
+#include <dravo_config.pb.h>
+#include <emailservice/ConfigurationCheck.h>
+
+int main() {
+  dravo::proto::EmailConfigurationList list;
+  list.add_configurations();
+  list.add_configurations()->mutable_recipients()->set_value("");
+  // Configuration 1 has no recipient: every sending would fail.
+  for (auto const& finding : emailservice::check::checkConfigurations(list)) {
+    if (finding.field == "recipients" && finding.severity == emailservice::check::Severity::Error) {
+      return 0;
+    }
+  }
+  return 1;
+}
+CPP
 cat > "$scratch/consumer/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(consumer CXX)
@@ -67,6 +86,8 @@ set(CMAKE_CXX_STANDARD 17)
 find_package(emailService 1 REQUIRED COMPONENTS simcard)
 add_executable(consumer main.cpp)
 target_link_libraries(consumer PRIVATE emailService::emailService emailService::simcard)
+add_executable(check check.cpp)
+target_link_libraries(check PRIVATE emailService::emailServiceCheck emailService::simcard)
 CMAKE
 
 # shellcheck disable=SC2086
@@ -78,6 +99,12 @@ run "$prefix/lib" "$scratch/consumer/build/consumer"
 $CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/by-pkg-config" "$scratch/consumer/main.cpp" \
   $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailService emailService-simcard) $LDFLAGS
 run "$prefix/lib" "$scratch/consumer/by-pkg-config"
+run "$prefix/lib" "$scratch/consumer/build/check"
+# On a host the message classes of the platform come from the simulated card.
+# shellcheck disable=SC2046,SC2086
+$CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/check-by-pkg-config" "$scratch/consumer/check.cpp" \
+  $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs emailServiceCheck emailService-simcard) $LDFLAGS
+run "$prefix/lib" "$scratch/consumer/check-by-pkg-config"
 
 # The simulated card as a card SDK: the Simulator component's headers and libraries, nothing else.
 cmake --install "$build" --prefix "$scratch/simulator" --component Simulator >/dev/null

@@ -1,9 +1,12 @@
 #include "OptionParser.h"
 
+#include <cctype>
 #include <ctime>
 #include <map>
 #include <set>
 #include <stdexcept>
+
+#include "LongOptions.h"
 
 namespace simulator {
 
@@ -12,17 +15,39 @@ namespace {
 using emailservice::EventLevel;
 using emailservice::EventType;
 
-// Options that take no value.
-std::set<std::string> const& flagOptions() {
-  static std::set<std::string> const names = {"--help", "--log"};
-  return names;
-}
+// The options' keys: "-h" has its letter, the others are long only.
+enum Key : int {
+  kCard = 256,
+  kType,
+  kDate,
+  kLevel,
+  kCode,
+  kState,
+  kDescription,
+  kMaildir,
+  kSmtp,
+  kLog,
+  kLogConfig,
+  kCheck,
+  kVersion,
+};
 
-// Options that take a value.
-std::set<std::string> const& valuedOptions() {
-  static std::set<std::string> const names = {"--card",  "--type",    "--date", "--level",       "--code",
-                                              "--state", "--maildir", "--smtp", "--description", "--log-config"};
-  return names;
+tools::LongOptions const& optionTable() {
+  static tools::LongOptions const table({{"card", true, kCard},
+                                         {"type", true, kType},
+                                         {"date", true, kDate},
+                                         {"level", true, kLevel},
+                                         {"code", true, kCode},
+                                         {"state", true, kState},
+                                         {"description", true, kDescription},
+                                         {"maildir", true, kMaildir},
+                                         {"smtp", true, kSmtp},
+                                         {"log", false, kLog},
+                                         {"log-config", true, kLogConfig},
+                                         {"check", false, kCheck},
+                                         {"help", false, 'h'},
+                                         {"version", false, kVersion}});
+  return table;
 }
 
 // A whole decimal 32-bit number, or false.
@@ -40,8 +65,11 @@ bool parseNumber(std::string const& text, std::int32_t& value) {
   }
 }
 
-// A name of `names` or a number.
-bool parseNamed(std::string const& text, std::map<std::string, std::int32_t> const& names, std::int32_t& value) {
+// A name of `names`, in any case, or a number.
+bool parseNamed(std::string text, std::map<std::string, std::int32_t> const& names, std::int32_t& value) {
+  for (char& c : text) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
   auto const found = names.find(text);
   if (found != names.end()) {
     value = found->second;
@@ -91,107 +119,100 @@ bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions&
   options.event.level = EventLevel::Informational;
   options.event.state = 1;
   options.maildir = defaultMaildir;
-  bool typeGiven = false;
-  std::set<std::string> seen;
-
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    std::string name = args[i];
-    std::string value;
-    bool hasValue = false;
-    std::size_t const equals = name.find('=');
-    if (name.compare(0, 2, "--") == 0 && equals != std::string::npos) {
-      value = name.substr(equals + 1);
-      name.resize(equals);
-      hasValue = true;
-    }
-    if (name == "-h") {
-      name = "--help";
-    }
-    bool const flag = flagOptions().count(name) != 0;
-    if (!flag && valuedOptions().count(name) == 0) {
-      error = "unknown option '" + args[i] + "'";
-      return false;
-    }
-    if (!seen.insert(name).second) {
-      error = "option " + name + " given twice";
-      return false;
-    }
-    if (flag && hasValue) {
-      error = "option " + name + " takes no value";
-      return false;
-    }
-    if (!flag && !hasValue) {
-      if (i + 1 == args.size()) {
-        error = "option " + name + " needs a value";
-        return false;
-      }
-      value = args[++i];
-    }
-    if (!apply(name, value, options, error)) {
-      return false;
-    }
-    typeGiven = typeGiven || name == "--type";
+  std::set<int> seen;
+  std::vector<std::string> operands;
+  bool const parsed = optionTable().parse(
+      args,
+      [&](int key, std::string const& value, std::string& failure) {
+        if (!seen.insert(key).second) {
+          failure = "option " + optionTable().nameOf(key) + " given twice";
+          return false;
+        }
+        return apply(key, value, options, failure);
+      },
+      operands, error);
+  if (parsed && !operands.empty()) {
+    error = "unexpected argument '" + operands.front() + "'";
   }
+  return error.empty() && complete(options, seen.count(kType) != 0, seen.count(kMaildir) != 0, error);
+}
 
-  if (options.help) {
+// Whether a command line that parsed says enough for a run.
+bool OptionParser::complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error) {
+  if (options.help || options.version) {
     return true;
   }
   if (options.cardFile.empty()) {
     error = "no card file: give --card FILE";
-    return false;
-  }
-  if (!typeGiven) {
+  } else if (!typeGiven) {
     error = "no event type: give --type periodic|card|ups|test|NUMBER";
-    return false;
-  }
-  if (!options.smtpUrl.empty() && seen.count("--maildir") != 0) {
+  } else if (!options.smtpUrl.empty() && maildirGiven) {
     error = "--maildir and --smtp exclude each other";
-    return false;
   }
-  return true;
+  return error.empty();
 }
 
-bool OptionParser::apply(std::string const& name, std::string const& value, SimulatorOptions& options,
-                         std::string& error) const {
+bool OptionParser::apply(int key, std::string const& value, SimulatorOptions& options, std::string& error) const {
   emailservice::EmailEvent& event = options.event;
   bool valid = true;
-  if (name == "--help") {
-    options.help = true;
-  } else if (name == "--log") {
-    options.logResult = true;
-  } else if (name == "--card") {
-    options.cardFile = value;
-  } else if (name == "--type") {
-    valid = parseNamed(value, typeNames(), event.type);
-  } else if (name == "--level") {
-    valid = parseNamed(value, levelNames(), event.level);
-  } else if (name == "--state") {
-    valid = parseNamed(value, stateNames(), event.state);
-  } else if (name == "--date") {
-    event.date = value;
-  } else if (name == "--code") {
-    event.code = value;
-  } else if (name == "--description") {
-    event.description = value;
-  } else if (name == "--maildir") {
-    options.maildir = value;
-    valid = !value.empty();
-  } else if (name == "--smtp") {
-    options.smtpUrl = value;
-    valid = value.compare(0, 7, "smtp://") == 0 && value.size() > 7;
-  } else if (name == "--log-config") {
-    options.logConfigurationId = value;
-    options.logConfigurationGiven = true;
+  switch (key) {
+    case 'h':
+      options.help = true;
+      break;
+    case kVersion:
+      options.version = true;
+      break;
+    case kLog:
+      options.logResult = true;
+      break;
+    case kCheck:
+      options.check = true;
+      break;
+    case kCard:
+      options.cardFile = value;
+      break;
+    case kType:
+      valid = parseNamed(value, typeNames(), event.type);
+      break;
+    case kLevel:
+      valid = parseNamed(value, levelNames(), event.level);
+      break;
+    case kState:
+      valid = parseNamed(value, stateNames(), event.state);
+      break;
+    case kDate:
+      event.date = value;
+      break;
+    case kCode:
+      event.code = value;
+      break;
+    case kDescription:
+      event.description = value;
+      break;
+    case kMaildir:
+      options.maildir = value;
+      valid = !value.empty();
+      break;
+    case kSmtp:
+      options.smtpUrl = value;
+      valid = value.compare(0, 7, "smtp://") == 0 && value.size() > 7;
+      break;
+    case kLogConfig:
+      options.logConfigurationId = value;
+      options.logConfigurationGiven = true;
+      break;
+    default:
+      break;
   }
   if (!valid) {
-    error = "bad value '" + value + "' for " + name;
+    error = "bad value '" + value + "' for " + optionTable().nameOf(key);
   }
   return valid;
 }
 
 std::string OptionParser::usage(std::string const& program, std::string const& defaultMaildir) {
   return "Usage: " + program +
-         " --card FILE --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
+         " --card FILE [--check] --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
          "\n"
          "Fires one event at the e-mail service of a simulated card, as the card's event service would,\n"
          "and reports the result. The card file describes the card: its records (EMAIL_CONFIGURATION,\n"
@@ -199,6 +220,8 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "\n"
          "Card:\n"
          "  --card FILE            the card file (a simulated card state in protobuf text format)\n"
+         "  --check                check the card's e-mail configurations first and print the findings\n"
+         "                         (as emailservice-check does); the event is fired all the same\n"
          "\n"
          "Event record:\n"
          "  --type TYPE            periodic, card, ups, test, or a type number (required)\n"
@@ -221,6 +244,10 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "  --log-config ID        the configuration named in that entry (default: the one whose id is the\n"
          "                         event's code, else the first one after the template)\n"
          "  -h, --help             this text\n"
+         "  --version              the version of the e-mail service library\n"
+         "\n"
+         "Options may be abbreviated as long as they stay unique; names of types, levels and states are\n"
+         "read in any case.\n"
          "\n"
          "Exit status: 0 for Success and TestEmailSucceeded, 1 for TestEmailFailed and SendError,\n"
          "2 for a bad command line or card file.\n";

@@ -17,11 +17,14 @@ struct SimulatorOptions {
   bool logResult = false;
   std::string logConfigurationId;  // empty: chosen from the event
   bool logConfigurationGiven = false;
+  bool check = false;  // check the card's configurations first and print the findings
   bool help = false;
+  bool version = false;
 };
 
-// Parses the arguments (without the program name). "--name value" and "--name=value" are both
-// accepted; every option may be given once at most.
+// Parses the arguments (without the program name) with getopt_long: "--name value",
+// "--name=value" and unique abbreviations; "--" ends the options. Every option may be given once
+// at most; names of types, levels and states are read in any case.
 class OptionParser final {
  public:
   explicit OptionParser(std::string maildir);
@@ -32,7 +35,8 @@ class OptionParser final {
   static std::string usage(std::string const& program, std::string const& defaultMaildir);
 
  private:
-  bool apply(std::string const& name, std::string const& value, SimulatorOptions& options, std::string& error) const;
+  bool apply(int key, std::string const& value, SimulatorOptions& options, std::string& error) const;
+  static bool complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error);
 
   std::string defaultMaildir;
 };

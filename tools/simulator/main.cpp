@@ -1,9 +1,11 @@
 // emailservice-simulator: fires one event at the e-mail service of a simulated card.
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "CardCheck.h"
 #include "OptionParser.h"
 #include "SimulatorRun.h"
 
@@ -23,6 +25,18 @@ std::string defaultMaildir() {
   return std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/emailservice-simulator/Maildir";
 }
 
+// --check: the findings of the card's configurations, before the event. A card file that cannot be
+// loaded is left to the run, which reports it.
+void checkCard(std::string const& cardFile) {
+  tools::CardCheck check(cardFile);
+  std::string ignored;
+  if (check.run(ignored)) {
+    std::ostringstream lines;
+    check.printLines(lines);
+    std::cout << (lines.str().empty() ? "Check: no findings in " + cardFile + "\n" : lines.str());
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -34,9 +48,13 @@ int main(int argc, char** argv) {
     std::cerr << "emailservice-simulator: " << error << "\nTry '" << program << " --help'.\n";
     return kExitUsage;
   }
-  if (options.help) {
-    std::cout << simulator::OptionParser::usage(program, defaultMaildir());
+  if (options.help || options.version) {
+    std::cout << (options.help ? simulator::OptionParser::usage(program, defaultMaildir())
+                               : "emailservice-simulator (libemailService) " EMAILSERVICE_VERSION "\n");
     return 0;
+  }
+  if (options.check) {
+    checkCard(options.cardFile);
   }
   return simulator::SimulatorRun(options, programPath(program.c_str()), std::cout, std::cerr).run();
 }

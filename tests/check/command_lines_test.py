@@ -1,0 +1,40 @@
+"""The command lines of the two tools, row by row from command_lines.txt (see its header)."""
+import os
+import shlex
+import shlex
+import subprocess
+import sys
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SOURCE = os.path.dirname(os.path.dirname(HERE))
+
+
+def expected_text(text):
+    if text.startswith("<"):
+        with open(os.path.join(HERE, text[1:]), "rb") as f:
+            return f.read()
+    text = text.replace("@VERSION@", os.environ["VERSION"]).replace("\\n", "\n")
+    return text.encode()
+
+
+class CommandLineTest(unittest.TestCase):
+    def test_every_row(self):
+        with open(os.path.join(HERE, "command_lines.txt")) as table:
+            rows = [shlex.split(line) for line in table if line.strip() and not line.startswith("#")]
+        self.assertGreater(len(rows), 20)
+        for tool, status, compared, text, *args in rows:
+            with self.subTest(tool=tool, args=args):
+                program = os.environ["CHECK" if tool == "check" else "SIMULATOR"]
+                emulator = shlex.split(os.environ.get("EMULATOR", ""))
+                run = subprocess.run(emulator + [program] + args, cwd=SOURCE, capture_output=True, timeout=120)
+                output = run.stdout if compared.startswith("out") else run.stderr
+                if compared.endswith("="):
+                    self.assertEqual(output, expected_text(text))
+                else:
+                    self.assertIn(expected_text(text), output)
+                self.assertEqual(run.returncode, int(status), run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
