@@ -16,9 +16,10 @@ endforeach()
 
 # The command lines of emailservice-check and of the simulator, and the findings of the example
 # card and of a card full of mistakes.
-add_test(NAME check.CommandLines COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/check/command_lines_test.py)
+add_test(NAME check.CommandLines
+  COMMAND ${EMAILSERVICE_TEST_LAUNCHER} /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/check/command_lines_test.py)
 set_tests_properties(check.CommandLines PROPERTIES
-  RESOURCE_LOCK card_paths
+  ${EMAILSERVICE_TEST_LOCK}
   TIMEOUT 600
   ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};VERSION=${PROJECT_VERSION}")
 
