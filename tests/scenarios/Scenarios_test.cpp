@@ -99,20 +99,20 @@ std::string nowUtc() {
   return std::string(text, std::strftime(text, sizeof text, "%F %T", &fields));
 }
 
-// Compares `actual` with `expected`, where every "{NOW}" of `expected` stands for a time
-// between `before` and `after` ("%F %T": they compare as texts).
-void expectText(std::string const& actual, std::string const& expected, std::string const& before,
-                std::string const& after, std::string const& what) {
-  std::string matched;
+// `expected` with each "{NOW}" replaced by the text at the same place of `actual`, which must be
+// a time between `before` and `after` ("%F %T": they compare as texts); `inTime` says whether all were.
+std::string withTimesOf(std::string const& actual, std::string const& expected, std::string const& before,
+                        std::string const& after, bool& inTime) {
+  std::string filled;
   std::size_t from = 0;
+  inTime = true;
   for (std::size_t now; (now = expected.find("{NOW}", from)) != std::string::npos; from = now + 5) {
-    matched += expected.substr(from, now - from);
-    std::string const time = actual.substr(std::min(actual.size(), matched.size()), before.size());
-    EXPECT_TRUE(before <= time && time <= after) << what << ": \"" << time << "\" is not a time of the call";
-    matched += time;
+    filled += expected.substr(from, now - from);
+    std::string const time = actual.substr(std::min(actual.size(), filled.size()), before.size());
+    inTime = inTime && before <= time && time <= after;
+    filled += time;
   }
-  matched += expected.substr(from);
-  EXPECT_EQ(actual, matched) << what;
+  return filled + expected.substr(from);
 }
 
 char const* nameOf(ErrorCode code) {
@@ -131,7 +131,8 @@ char const* nameOf(ErrorCode code) {
 
 std::string workFiles() {
   std::vector<std::string> names;
-  for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory)) {
+  std::error_code missing;
+  for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory, missing)) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
@@ -160,7 +161,7 @@ class ScenarioTest : public CardTest, public ::testing::WithParamInterface<std::
 
   simcard::proto::CardState state;
   std::vector<std::string> commands;
-  std::vector<std::string> atSend;
+  std::vector<std::string> atCommand;
   std::map<std::string, std::string> sent;  // the work files when the last mail command ran
 };
 
@@ -179,6 +180,9 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
   card().load(state);
   std::string error;
   ASSERT_TRUE(simulator::CardPreparation(state).prepare(error)) << error;
+  if (c.no_work_directory()) {
+    fs::remove_all(paths::kWorkDirectory);
+  }
   if (c.has_fault()) {
     auto const colon = c.fault().find(':');
     card().setFault(c.fault().substr(0, colon),
@@ -188,7 +192,7 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
 
 void ScenarioTest::recordCommands(test::Case const& c) {
   commands.clear();
-  atSend.clear();
+  atCommand.clear();
   sent.clear();
   card().setCommandHook([this, &c](std::vector<std::string> const& args, std::string const& input,
                                    std::string& printed) {
@@ -198,13 +202,14 @@ void ScenarioTest::recordCommands(test::Case const& c) {
       joined += (i == 0 ? "" : " ") + args[i];
     }
     commands.push_back(joined);
+    atCommand.push_back(workFiles());
     if (!args.empty() && args[0] == c.missing_command()) {
       throw std::runtime_error("cannot start " + args[0]);
     }
     if (shell) {
-      atSend.push_back(workFiles());
       sent.clear();
-      for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory)) {
+      std::error_code missing;
+      for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory, missing)) {
         sent[entry.path().filename().string()] = readFile(entry.path().string());
       }
     }
@@ -240,7 +245,9 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
   bool threw = false;
   ErrorCode result = ErrorCode::Success;
   try {
-    result = EmailService(accessor).manageEmails(event);
+    for (int run = 0; run < c.times(); ++run) {
+      result = EmailService(accessor).manageEmails(event);
+    }
   } catch (std::exception const&) {
     threw = true;
   }
@@ -261,8 +268,8 @@ void ScenarioTest::expectOutcome(test::Case const& c, std::string const& before,
     expected.push_back(expand(command));
   }
   EXPECT_EQ(commands, expected);
-  if (c.at_send_size() > 0) {
-    EXPECT_EQ(atSend, std::vector<std::string>(c.at_send().begin(), c.at_send().end()));
+  if (c.at_command_size() > 0) {
+    EXPECT_EQ(atCommand, std::vector<std::string>(c.at_command().begin(), c.at_command().end()));
   }
   std::vector<std::string> log;
   for (auto const& entry : card().cardLog()) {
@@ -285,12 +292,27 @@ void ScenarioTest::expectOutcome(test::Case const& c, std::string const& before,
 
 void ScenarioTest::expectFile(test::WorkFile const& file, std::string const& actual, std::string const& before,
                               std::string const& after) {
+  bool inTime = true;
+  // Whole lines: the expected text from the start of a line of `actual` up to a line feed.
+  std::string const lines = "\n" + actual;
   for (auto const& line : file.line()) {
-    EXPECT_NE(("\n" + actual).find("\n" + expand(line) + "\n"), std::string::npos) << file.name() << ": " << line;
+    std::string const expected = expand(line) + "\n";
+    std::size_t times = 0;
+    for (auto at = expected.find("{NOW}"); at != std::string::npos; at = expected.find("{NOW}", at + 1)) {
+      ++times;
+    }
+    std::size_t const length = expected.size() + times * (before.size() - 5);
+    bool found = false;
+    for (std::size_t at = lines.find('\n'); !found && at != std::string::npos; at = lines.find('\n', at + 1)) {
+      std::string const candidate = lines.substr(at + 1, length);
+      found = withTimesOf(candidate, expected, before, after, inTime) == candidate && inTime;
+    }
+    EXPECT_TRUE(found) << file.name() << " has no line " << line;
   }
   if (file.has_golden() || file.has_content()) {
     std::string const text = file.has_golden() ? readFile(kScenarios + file.golden()) : file.content();
-    expectText(actual, expand(text), before, after, file.name());
+    EXPECT_EQ(actual, withTimesOf(actual, expand(text), before, after, inTime)) << file.name();
+    EXPECT_TRUE(inTime) << file.name() << ": a time is not one of the call";
   }
 }
 
