@@ -11,7 +11,7 @@ for preset in default sanitize; do
   echo "=== $preset build"
   cmake --preset "$preset"
   cmake --build --preset "$preset" -j "$(nproc)"
-  ctest --preset "$preset"
+  ctest --preset "$preset" -j "$(nproc)"
 done
 
 echo "=== card-armhf build"
@@ -23,4 +23,4 @@ scripts/check-card-library.sh build/card-armhf
 echo "=== test-armhf build"
 cmake --preset test-armhf
 cmake --build --preset test-armhf -j "$(nproc)"
-ctest --preset test-armhf
+ctest --preset test-armhf -j "$(nproc)"
