@@ -13,6 +13,8 @@
 #                                         (which tests kill which mutant), not only the first
 #   CMAKE_ARGS="-D..."                    more configure options, for instance a private
 #                                         -DEMAILSERVICE_PATH_PREFIX while other tests run
+#   TARGETS="a_tests b_tests"             build only these targets, and
+#   CTEST_ARGS="-R ..."                   run only these tests: a quick look at part of the suite
 #
 # The sources are restored after each mutant, also when the run is interrupted. Mutants whose
 # note starts with "equivalent:" cannot change behaviour and are left out of the kill rate; a
@@ -79,8 +81,11 @@ trap 'exit 130' INT TERM
 # shellcheck disable=SC2086
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DEMAILSERVICE_BUILD_TESTS=ON ${CMAKE_ARGS:-} >/dev/null
 echo "mutants: building and testing the unmutated tree"
+# shellcheck disable=SC2086
+build_targets() { cmake --build "$build" -j "$jobs" ${TARGETS:+--target $TARGETS}; }
 cmake --build "$build" -j "$jobs" >/dev/null
-if ! ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" >/dev/null; then
+# shellcheck disable=SC2086
+if ! ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" ${CTEST_ARGS:-} >/dev/null; then
   echo "mutants: the suite fails without any mutant; fix that first" >&2
   exit 2
 fi
@@ -95,7 +100,7 @@ for id in "${ids[@]}"; do
     mutated=""
     outcome="invalid"
     detail=$(cat /tmp/mutant-error)
-  elif ! cmake --build "$build" -j "$jobs" >/dev/null 2>&1; then
+  elif ! build_targets >/dev/null 2>&1; then
     outcome="stillborn"
     detail="does not compile"
   else
@@ -103,7 +108,7 @@ for id in "${ids[@]}"; do
     stop="--stop-on-failure"
     [ -n "${ALL_FAILURES:-}" ] && stop=""
     # shellcheck disable=SC2086
-    if ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" $stop >/dev/null 2>&1; then
+    if ctest --test-dir "$build" -j "$jobs" --timeout "$timeout" $stop ${CTEST_ARGS:-} >/dev/null 2>&1; then
       outcome="survived"
       detail=""
     else
