@@ -339,8 +339,12 @@ void ScenarioTest::expectFile(test::WorkFile const& file, std::string const& act
     }
     EXPECT_TRUE(found) << file.name() << " has no line " << line;
   }
-  EXPECT_NE(actual.find(file.holds()), std::string::npos) << file.name() << " lacks " << file.holds();
-  EXPECT_TRUE(!file.has_lacks() || actual.find(file.lacks()) == std::string::npos) << file.name() << " holds " << file.lacks();
+  for (auto const& text : file.holds()) {
+    EXPECT_NE(actual.find(text), std::string::npos) << file.name() << " lacks " << text;
+  }
+  for (auto const& text : file.lacks()) {
+    EXPECT_EQ(actual.find(text), std::string::npos) << file.name() << " holds " << text;
+  }
   if (file.has_golden() || file.has_content()) {
     std::string const text = file.has_golden() ? readFile(kScenarios + file.golden()) : file.content();
     EXPECT_EQ(actual, withTimesOf(actual, expand(text), before, after, inTime)) << file.name();
