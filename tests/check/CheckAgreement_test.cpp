@@ -18,7 +18,7 @@
 #include "cdsapi/OobAccessor.h"
 #include "dispatch/DispatchCard.h"
 #include "emailservice/ConfigurationCheck.h"
-#include "hardening/WholeCall.h"
+#include "support/WholeCall.h"
 #include "support/CardTest.h"
 
 namespace checktest {
