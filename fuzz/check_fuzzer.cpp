@@ -46,14 +46,11 @@ void checkField(Message const& root, Finding const& finding, std::string const& 
     return;  // a level entry: the finding names its selected logs
   }
   auto const* reflection = field->GetReflection();
-  std::string text;
-  if (value->cpp_type() == FieldDescriptor::CPPTYPE_INT32) {
-    text = std::to_string(reflection->GetInt32(*field, value));
-  } else if (value->cpp_type() == FieldDescriptor::CPPTYPE_BOOL) {
-    text = reflection->GetBool(*field, value) ? "true" : "false";
-  } else {
-    text = reflection->GetString(*field, value);
-  }
+  auto const type = value->cpp_type();
+  std::string const text = type == FieldDescriptor::CPPTYPE_INT32 ? std::to_string(reflection->GetInt32(*field, value))
+                           : type == FieldDescriptor::CPPTYPE_BOOL
+                               ? (reflection->GetBool(*field, value) ? "true" : "false")
+                               : reflection->GetString(*field, value);
   check(finding.part.empty() ? text == finding.value : text.find(finding.value) != std::string::npos,
         "the value is the field's, or a piece of it", line);
 }

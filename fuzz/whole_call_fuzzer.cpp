@@ -8,7 +8,9 @@
 // mail command is "sudo -u email sendemail -s "<escaped subject>"[ -a<attachments>] -- <recipients>
 // < <work file>" with the subject escaped, known attachment paths, and the recipients and work
 // file of one enabled configuration.
+#include <algorithm>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,97 +27,53 @@ namespace {
 using emailservice::fuzz::check;
 
 // The card's work directory, where the body files and the attachments are.
-std::string const& workDirectory() {
-  static std::string const directory = emailservice::paths::kWorkDirectory;
-  return directory;
-}
+std::string const kWork = emailservice::paths::kWorkDirectory;
 
+// The ending of the body work file's name for each event type; other types add nothing.
 std::string suffixOf(std::int32_t type) {
-  switch (type) {
-    case emailservice::EventType::Periodic:
-      return "report.txt";
-    case emailservice::EventType::Card:
-      return "card.txt";
-    case emailservice::EventType::Ups:
-      return "ups.txt";
-    case emailservice::EventType::Test:
-      return "test.txt";
-    default:
-      return "";
-  }
+  static char const* const suffixes[] = {"", "report.txt", "card.txt", "ups.txt", "test.txt"};
+  return type >= emailservice::EventType::Periodic && type <= emailservice::EventType::Test ? suffixes[type] : "";
 }
 
-bool startsWith(std::string const& text, std::string::size_type at, std::string const& prefix) {
-  return text.compare(at, prefix.size(), prefix) == 0;
-}
-
-// Reads the escaped subject from `at` up to its closing double quote and returns the position
-// after that quote; the subject, unescaped, goes to `subject`.
-std::string::size_type readSubject(std::string const& command, std::string::size_type at, std::string& subject) {
-  for (; at < command.size(); ++at) {
-    char const c = command[at];
-    check(c != '`', "no backquote in the subject", command);
-    if (c == '"') {
-      return at + 1;
-    }
-    if (c == '\\') {
-      check(at + 1 < command.size() && (command[at + 1] == '"' || command[at + 1] == '\\'),
-            "a backslash of the subject escapes a double quote or a backslash", command);
-      ++at;
-    }
-    subject += command[at];
+// Whether `options` is nothing, or " -a" and known attachment paths, each after one or more
+// blanks (a kind may put a blank before a list that begins with one).
+bool attachmentsAreKnown(std::string const& options) {
+  static std::set<std::string> const known = {
+      kWork + "logUpdate.csv", kWork + "logAccount.csv", kWork + "logSession.csv", kWork + "logSystem.csv",
+      kWork + "logAlarm.csv",  kWork + "ups.csv",        kWork + "sensors.csv"};
+  if (options.empty()) {
+    return true;
   }
-  emailservice::fuzz::fail("the subject is closed", command);
-}
-
-// Skips the attachment list: known attachment paths, each after one or more blanks (a kind may
-// put a blank before a list that begins with one).
-std::string::size_type skipAttachments(std::string const& command, std::string::size_type at) {
-  static std::vector<std::string> const known = {workDirectory() + "logUpdate.csv",  workDirectory() + "logAccount.csv",
-                                                 workDirectory() + "logSession.csv", workDirectory() + "logSystem.csv",
-                                                 workDirectory() + "logAlarm.csv",   workDirectory() + "ups.csv",
-                                                 workDirectory() + "sensors.csv"};
-  for (;;) {
-    auto const path = command.find_first_not_of(' ', at);
-    if (path == at || path == std::string::npos) {
-      return at;
-    }
-    std::string::size_type next = at;
-    for (auto const& candidate : known) {
-      auto const end = path + candidate.size();
-      if (startsWith(command, path, candidate) && (end == command.size() || command[end] == ' ')) {
-        next = end;
-        break;
-      }
-    }
-    if (next == at) {
-      return at;
-    }
-    at = next;
+  if (options.compare(0, 4, " -a ") != 0) {
+    return false;
   }
+  std::istringstream paths(options.substr(3));
+  for (std::string path; paths >> path;) {
+    if (known.count(path) == 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 void checkMailCommand(std::string const& command, std::string const& systemName,
                       std::vector<std::string> const& tails) {
   std::string const head = "sudo -u email sendemail -s \"";
-  check(startsWith(command, 0, head), "the command starts with sudo and sendemail's subject option", command);
+  check(command.compare(0, head.size(), head) == 0, "the command starts with sudo and sendemail's subject option",
+        command);
   std::string subject;
-  auto at = readSubject(command, head.size(), subject);
+  std::size_t const at = emailservice::fuzz::readDoubleQuoted(command, head.size(), subject);
   std::string name = systemName;
-  for (char& c : name) {
-    c = c == '`' ? '\'' : c;
-  }
+  std::replace(name.begin(), name.end(), '`', '\'');
   check(subject.compare(0, name.size(), name) == 0, "the subject starts with the system name", command);
-  if (startsWith(command, at, " -a")) {
-    at = skipAttachments(command, at + 3);
-  }
-  check(startsWith(command, at, " -- "), "options end with --", command);
-  std::string const tail = command.substr(at + 4);
   bool matched = false;
-  for (auto const& candidate : tails) {
-    matched = matched || tail == candidate;
+  for (auto const& tail : tails) {
+    std::string const end = " -- " + tail;
+    matched = matched || (command.size() >= at + end.size() &&
+                          command.compare(command.size() - end.size(), end.size(), end) == 0 &&
+                          attachmentsAreKnown(command.substr(at, command.size() - end.size() - at)));
   }
-  check(matched, "recipients and work file are those of one enabled configuration", command);
+  check(matched, "known attachments, then the recipients and work file of one enabled configuration", command);
 }
 
 }  // namespace
@@ -138,13 +96,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   std::string const friendlyName = input.text(32);
   std::string const physicalName = input.text(16);
   std::uint8_t const printed = input.byte();
-  std::string const listBytes = input.rest();
 
   card.device(1).set_friendlyname(friendlyName);
   card.device(20).set_physicalname(physicalName);
   dravo::proto::toolkitStruct record;
   dravo::proto::EmailConfigurationList list;
-  if (list.ParseFromString(listBytes)) {
+  if (list.ParseFromString(input.rest())) {
     *record.mutable_emailconfigurationlist() = list;
   } else {
     list.Clear();
@@ -169,14 +126,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   for (int i = 1; i < list.configurations_size(); ++i) {
     auto const& configuration = list.configurations(i);
     if (configuration.enabled().value()) {
-      tails.push_back(configuration.recipients().value() + " < " + workDirectory() + configuration.id().value() +
+      tails.push_back(configuration.recipients().value() + " < " + kWork + configuration.id().value() +
                       suffixOf(event.type));
     }
   }
-  check(mailCommands.size() <= tails.size(), "at most one e-mail per enabled configuration");
-  if (event.type == emailservice::EventType::Test || event.type == emailservice::EventType::Periodic) {
-    check(mailCommands.size() <= 1, "a test or periodic event sends at most one e-mail");
-  }
+  bool const addressed = event.type == emailservice::EventType::Test || event.type == emailservice::EventType::Periodic;
+  check(mailCommands.size() <= (addressed ? std::min<std::size_t>(1, tails.size()) : tails.size()),
+        "at most one e-mail per enabled configuration, and one in all for a test or periodic event");
   std::string const systemName = friendlyName.empty() ? physicalName : friendlyName;
   for (auto const& command : mailCommands) {
     checkMailCommand(command, systemName, tails);

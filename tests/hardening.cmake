@@ -1,8 +1,8 @@
-# The shell injection tests once more, against the library built with the hardened mail command
+# The mail command tests once more, against the library built with the hardened mail command
 # (the hardening_tests program of tests/hardening/ runs them against the default one).
 if(TARGET emailServiceObjectsHardened)
   add_executable(hardened_submission_tests
-    ${CMAKE_CURRENT_SOURCE_DIR}/hardening/ShellInjection_test.cpp
+    ${CMAKE_CURRENT_SOURCE_DIR}/hardening/MailCommand_test.cpp
     ${support_sources})
   target_include_directories(hardened_submission_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(hardened_submission_tests PRIVATE
