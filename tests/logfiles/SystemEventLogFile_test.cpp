@@ -52,12 +52,12 @@ TEST_F(SystemEventLogFileTest, LinesLongerThanTheBufferAreDroppedOrCopiedWhole) 
     std::string copy;
   };
   Case const cases[] = {
-      {kHeader + older + "\n" + kLast, kEleven, kHeader + kLast},
-      {kHeader + older + "\n" + kLast, kTen, kHeader + older + "\n" + kLast},
+      {kHeader + older + "\n" + kLast, kEleven, kHeader + kLast},              // skipped to its line feed
+      {kHeader + older + "\n" + kLast, kTen, kHeader + older + "\n" + kLast},  // stamped at the start: kept
       {kHeader + spread + ".0,Info\n" + kLast, kEleven, kHeader + spread + ".0,Info\n" + kLast},
-      {kHeader + cutByItsEnd + kLast, kEleven, kHeader + kLast},
-      {kHeader + older, kEleven, kHeader + older + "\n"},  // the end of the input ends the scan
-      {older + "\n" + kLast, 0, older + "\n" + kLast},
+      {kHeader + cutByItsEnd + kLast, kEleven, kHeader + kLast},  // no stamp before its end
+      {kHeader + older, kEleven, kHeader + older + "\n"},         // the end of the input
+      {older + "\n" + kLast, 0, older + "\n" + kLast},            // a header that long
   };
   for (auto const& c : cases) {
     writeFile(logPath("logSystem.csv"), c.log);
@@ -139,9 +139,9 @@ TEST(LogTimestamp, AgreesWithStrptimeAndTimegm) {
   EXPECT_LT(stamps, 180000);
 }
 
-// Each row runs the script on the same logs: the header and the last COUNT lines of each log,
-// bytes unchanged, or a failure status with a message and no copy.
-TEST_F(SystemEventLogFileTest, CopiesTheHeaderAndTheLastLinesOrFailsWithItsStatus) {
+// The card's count cut script, run for real on the same logs by each row: the header and the
+// last COUNT lines of each log, bytes unchanged, or a failure status with a message and no copy.
+TEST_F(SystemEventLogFileTest, CountScriptCopiesTheHeaderAndTheLastLinesOrFailsWithItsStatus) {
   std::string const work = paths::kWorkDirectory;
   std::string const system = "Y\r\ny1\r\ny2 \0 nul\r\ny3 no feed"s;
   std::string const session = "S\na\nb\nc\nd\ne\nf\ng\nh\ni\nj\nk\n";
