@@ -1,0 +1,237 @@
+// The simulated card's platform as its users rely on it: the card file, the data store's
+// answers and faults, running programs, splitting texts, the host's network facts.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <numeric>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "CardPaths.h"
+#include "cdsapi/AlarmInfos.h"
+#include "cdsapi/CdsAccessor.h"
+#include "cdsapi/DataAlarms.h"
+#include "cdsapi/InBandAccessor.h"
+#include "cdsapi/OobAccessor.h"
+#include "cdsapi/dataLog.h"
+#include "netinfo/netinfo.h"
+#include "simcard/CardFile.h"
+#include "support/CardTest.h"
+#include "utils/Helper.h"
+#include "zorvan/Exec.h"
+
+namespace emailservice::testing {
+namespace {
+
+// "A@300-400 20:3/Critical": description, raised and cleared (0: active) times, device, level and
+// level text ("-": none).
+std::string listed(std::vector<dravo::CAlarmUpdate> const& updates) {
+  std::ostringstream text;
+  for (auto const& update : updates) {
+    cdsapi::AlarmInfos const infos(update);
+    text << infos.getDescriptionString() << '@' << update.getTimestamp().seconds() << '-'
+         << (update.getClearedAt() ? update.getClearedAt()->seconds() : 0) << ' ' << update.getDeviceId() << ':'
+         << update.getLevel() << '/' << (infos.getLevelString() != nullptr ? infos.getLevelString() : "-") << ' ';
+  }
+  return text.str();
+}
+
+// Writes "m" to the card's log and gives the message that the log then ends with.
+std::string logMessage() {
+  cdsapi::dataLog::logMessage(cdsapi::enLogCategoryEmail, 8, 0, cdsapi::SEVERITY_ERROR, "", 0, "m");
+  return simcard::SimulatedCard::instance().cardLog().back().message;
+}
+
+std::string const kCardFile = std::string(paths::kWorkDirectory) + "card.txtpb";
+
+// The card is loaded from a card file; alarms in store order, deliberately not chronological,
+// B and E without a level text.
+class SimulatedCardTest : public CardTest {
+ protected:
+  void SetUp() override {
+    CardTest::SetUp();
+    writeFile(kCardFile, R"(productName: "Card X"
+      devices { id: 20 friendlyName: "F" physicalName: "P" model: "M" vendor: "V" partNumber: "N" serialNumber: "S"
+                swVersion: "W" hwVersion: "H" }
+      channels { id: 42 device: 20 name: "PowerDistribution.Attribute.PartNumber" value: "PN-20" }
+      alarms { description: "A" raisedAt: 300 device: 20 level: 3 levelText: "Critical" }
+      alarms { description: "B" raisedAt: 100 device: 20 level: 2 }
+      alarms { description: "C" raisedAt: 50 clearedAt: 150 device: 20 level: 7 levelText: "Critical" }
+      alarms { description: "D" raisedAt: 50 clearedAt: 250 device: 20 level: 6 levelText: "Warning" }
+      alarms { description: "E" raisedAt: 200 clearedAt: 200 device: 20 level: 4 })");
+    std::string error;
+    ASSERT_TRUE(simcard::CardFile::load(kCardFile, card().state(), error)) << error;
+  }
+
+  static dravo::CWallTime at(std::int64_t seconds) { return dravo::CWallTime(seconds, "%F %T"); }
+
+  cdsapi::CdsAccessor accessor;
+  cdsapi::InBandAccessor& inband = accessor.inbandAccessor();
+  cdsapi::DataAlarms& alarms = accessor.alarmsAccessor();
+};
+
+// A card file loads whole, or not at all with an error that names the file and, for a syntax or
+// schema error, its line and column. A FIFO (which would wait for a writer) or a file over
+// 16 MiB is not read.
+TEST_F(SimulatedCardTest, CardFileWithAnErrorIsNamedAndLeavesTheCardAsItWas) {
+  ASSERT_EQ(mkfifo((kCardFile + ".fifo").c_str(), 0600), 0);
+  writeFile(kCardFile + ".big", "");
+  std::filesystem::resize_file(kCardFile + ".big", simcard::CardFile::kMaxBytes + 1);
+  struct Case {
+    std::string file, error;  // the error is a regular expression
+    char const* content;      // null: the file as it is
+  };
+  Case const cases[] = {
+      {kCardFile, kCardFile + ":3:[0-9]+: .*vendr.*", "productName: \"Y\"\ndevices { id: 21\n  vendr: \"V\" }\n"},
+      {kCardFile, kCardFile + ":3:1: .+", "productName: \"Y\"\ndevices { id: 21\n"},
+      {kCardFile + ".missing", kCardFile + ".missing: cannot read: No such file or directory", nullptr},
+      {kCardFile + ".fifo", kCardFile + ".fifo: cannot read: not a regular file", nullptr},
+      {kCardFile + ".big", kCardFile + ".big: cannot read: larger than 16 MiB", nullptr},
+  };
+  auto const loaded = card().state().SerializeAsString();
+  for (auto const& c : cases) {
+    if (c.content != nullptr) {
+      writeFile(c.file, c.content);
+    }
+    std::string error;
+    EXPECT_FALSE(simcard::CardFile::load(c.file, card().state(), error));
+    EXPECT_THAT(error, ::testing::MatchesRegex(c.error));
+    EXPECT_TRUE(card().state().SerializeAsString() == loaded) << c.file;
+  }
+}
+
+// Every operation answers from the card's state, and raises from the chosen call of its own
+// fault on, until the fault is cleared; a faulty logMessage writes nothing.
+TEST_F(SimulatedCardTest, EveryOperationAnswersFromTheCardAndFailsFromItsFaultyCallOn) {
+  std::string const pn = "PowerDistribution.Attribute.PartNumber";
+  std::string const a = "A@300-0 20:3/Critical ", b = "B@100-0 20:2/- ", c = "C@50-150 20:7/Critical ",
+                    d = "D@50-250 20:6/Warning ", e = "E@200-200 20:4/- ";
+  struct Case {
+    std::string operation;
+    std::function<std::string()> call;
+    std::string answer;
+  };
+  std::vector<Case> const cases = {
+      {"getDeviceFriendlyName", [&] { return inband.getDeviceFriendlyName(20); }, "F"},
+      {"getDevicePhysicalName", [&] { return inband.getDevicePhysicalName(20); }, "P"},
+      {"getDeviceModel", [&] { return inband.getDeviceModel(20); }, "M"},
+      {"getDeviceVendor", [&] { return inband.getDeviceVendor(20); }, "V"},
+      {"getDevicePartNumber", [&] { return inband.getDevicePartNumber(20); }, "N"},
+      {"getDeviceSerialNumber", [&] { return inband.getDeviceSerialNumber(20); }, "S"},
+      {"getDeviceSwVersion", [&] { return inband.getDeviceSwVersion(20); }, "W"},
+      {"getDeviceHwVersion", [&] { return inband.getDeviceHwVersion(20); }, "H"},
+      {"getDeviceHwVersion", [&] { return inband.getDeviceHwVersion(1); }, ""},
+      {"getChannelId", [&] { return std::to_string(inband.getChannelId(20, pn)); }, "42"},
+      {"getChannelId", [&] { return std::to_string(inband.getChannelId(1, pn)); }, "18446744073709551615"},
+      {"getChannelCValue", [&] { return inband.getChannelCValue(42).as_string(); }, "PN-20"},
+      {"get", [&] { return accessor.oobAccessor().get("EMAIL_CONFIGURATION").ShortDebugString(); }, ""},
+      {"getActiveAlarmsFromDate", [&] { return listed(alarms.getActiveAlarmsFromDate(1, at(0))); }, a + b},
+      {"getActiveAlarmsFromDate", [&] { return listed(alarms.getActiveAlarmsFromDate(1, at(300))); }, a},
+      {"getClosedAlarmsFromDate", [&] { return listed(alarms.getClosedAlarmsFromDate(1, at(200))); }, d + e},
+      {"getAlarmHistory", [&] { return listed(alarms.getAlarmHistory(1)); }, a + b + c + d + e},
+      {"getAlarmHistory", [&] { return listed(alarms.getAlarmHistory(20)); }, ""},
+      {"logMessage", logMessage, "m"},
+  };
+  for (auto const& test : cases) {
+    card().setFault(test.operation, 2);
+    EXPECT_EQ(test.call(), test.answer) << test.operation;
+    auto const logged = card().cardLog().size();
+    EXPECT_THROW(test.call(), std::runtime_error) << test.operation;
+    EXPECT_THROW(test.call(), std::runtime_error) << test.operation;
+    EXPECT_EQ(card().cardLog().size(), logged);
+    card().setFault("");
+    EXPECT_EQ(test.call(), test.answer) << test.operation;
+  }
+}
+
+std::vector<std::string> sh(std::string const& script) { return {"/bin/sh", "-c", script}; }
+
+// Real programs, run to their end or their deadline. Every run ends within seconds, and no
+// process that the program started outlives it.
+TEST_F(SimulatedCardTest, RunsTheProgramWithItsInputAndGivesItsOutputsAndStatus) {
+  std::string const pidFile = std::string(paths::kWorkDirectory) + "child.pid";
+  std::string const child = "sleep 30 & echo $! >" + pidFile + "; echo done; exit 3";
+  std::string const large(3 << 20, 'x');
+  struct Case {
+    std::vector<std::string> args;
+    std::string input;
+    unsigned int timeoutSeconds;
+    int status;
+    std::string out, err;
+  };
+  Case const cases[] = {
+      {sh("printf 'to out\\n'; printf 'to err' >&2; exit 3"), "", 10, 3, "to out\n", "to err"},
+      {sh("kill -TERM $$"), "", 10, 128 + 15, "", ""},
+      {{"echo", "a b", "c"}, "", 10, 0, "a b c\n", ""},  // no shell; the bare name is found on the PATH
+      {sh("cat; echo end"), "line 1\nline 2\n", 10, 0, "line 1\nline 2\nend\n", ""},
+      {sh("wc -c | tr -d ' '"), "", 10, 0, "0\n", ""},
+      {sh("cat; head -c 2000000 /dev/zero >&2"), large, 30, 0, large, std::string(2000000, '\0')},
+      // The deadline kills the whole process group, also after the program closed its outputs.
+      {sh("echo started; sleep 30 & sleep 30"), "", 1, 128 + 9, "started\n", ""},
+      {sh("exec >&- 2>&-; sleep 30"), "", 1, 128 + 9, "", ""},
+      // The program ends, leaving a child that holds its output: the call ends with the program.
+      {sh(child), "", 0, 3, "done\n", ""},
+      {sh(child), "", 20, 3, "done\n", ""},
+      // A program that cannot be started raises the error of its start (negated here), not 127.
+      {{"no-such-program-on-the-path"}, "", 10, -ENOENT, "", ""},
+      {{}, "", 10, -EINVAL, "", ""},
+  };
+  for (auto const& c : cases) {
+    auto const start = std::chrono::steady_clock::now();
+    std::stringstream out, err;
+    std::string const name = ::testing::PrintToString(c.args);
+    int status = 0;
+    try {
+      status = zorvan::exec(c.args, c.input, c.timeoutSeconds, &out, &err);
+    } catch (std::system_error const& error) {
+      status = -error.code().value();
+    }
+    EXPECT_EQ(status, c.status) << name;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << name;
+    EXPECT_TRUE(out.str() == c.out && err.str() == c.err) << name << ": " << out.str().substr(0, 80);
+    if (fileExists(pidFile)) {
+      EXPECT_FALSE(processRuns(pidFile));
+      std::filesystem::remove(pidFile);
+    }
+  }
+  EXPECT_THROW(zorvan::Exec({"/nonexistent/program"}, 10), std::system_error);
+}
+
+// Pieces between separators are appended, empty ones included; the empty text has none.
+TEST(Split, AppendsEveryPieceAndNoneOfTheEmptyText) {
+  // The text, the separator, and the pieces after the one there before, each led by "|".
+  std::array<char const*, 3> const cases[] = {
+      {"", ",", ""},      {"a", ",", "|a"},    {"a,,b", ",", "|a||b"},         {"a,", ",", "|a|"},
+      {",a", ",", "||a"}, {"a,b", "", "|a,b"}, {" 1A , 2B", ",", "| 1A | 2B"}, {"a::b:c", "::", "|a|b:c"}};
+  for (auto const& [text, separator, pieces] : cases) {
+    std::vector<std::string> split{"before"};
+    utils::Helper::split(text, separator, split);
+    std::string const joined =
+        std::accumulate(split.begin() + 1, split.end(), split.front(),
+                        [](std::string all, std::string const& piece) { return all + "|" + piece; });
+    EXPECT_EQ(joined, "before" + std::string(pieces)) << '"' << text << "\" by \"" << separator << '"';
+  }
+}
+
+// Network facts that the card does not set come from the host: a host name, and the address of
+// the first interface that is up and not the loopback, with its MAC address.
+TEST_F(SimulatedCardTest, UnsetNetworkFactsComeFromTheHost) {
+  auto const address = netinfo::ipv4_address();
+  auto const mac = netinfo::getSystemMacAddress();
+  EXPECT_FALSE(netinfo::fqdn().empty());
+  EXPECT_TRUE(address.empty() ? mac.empty()
+                              : address != "127.0.0.1" && std::count(address.begin(), address.end(), '.') == 3 &&
+                                    (mac.empty() || mac.size() == 17U))
+      << address << " " << mac;
+}
+
+}  // namespace
+}  // namespace emailservice::testing
