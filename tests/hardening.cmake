@@ -15,5 +15,6 @@ if(TARGET emailServiceObjectsHardened)
   gtest_discover_tests(hardened_submission_tests
     TEST_PREFIX "hardened."
     DISCOVERY_TIMEOUT 60
+    DISCOVERY_MODE PRE_TEST
     PROPERTIES ${EMAILSERVICE_TEST_LOCK} ENVIRONMENT "PATH=${SIMCARD_BIN_DIR}:$ENV{PATH}")
 endif()
