@@ -24,3 +24,21 @@ if(EMAILSERVICE_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=address,undefined)
 endif()
+
+# Links a shared library of the package to its platform, privately: on a host the simulated card,
+# on the card the SDK's platform libraries (EMAILSERVICE_CARD_LIBRARIES). Where the platform is
+# known every symbol is resolved at link time; without named card libraries the process that
+# loads the library provides them, and with clang's sanitizers their runtime comes with the
+# executable.
+function(emailservice_link_platform target)
+  if(EMAILSERVICE_PLATFORM STREQUAL "host")
+    target_link_libraries(${target} PRIVATE simcard)
+  else()
+    target_link_libraries(${target} PRIVATE ${EMAILSERVICE_CARD_LIBRARIES})
+  endif()
+  target_link_libraries(${target} PRIVATE protobuf::libprotobuf)
+  if((EMAILSERVICE_PLATFORM STREQUAL "host" OR EMAILSERVICE_CARD_LIBRARIES)
+     AND NOT (EMAILSERVICE_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()

@@ -8,9 +8,6 @@ namespace emailservice::check {
 
 namespace {
 
-// What the conversion skips before a number (the C locale's white space).
-constexpr char const kBlanks[] = " \t\n\v\f\r";
-
 // The filters' conversion, and what it leaves unread.
 CodeEntry parse(std::string const& text) {
   CodeEntry entry;
@@ -19,9 +16,9 @@ CodeEntry parse(std::string const& text) {
     std::size_t used = 0;
     entry.value = std::stoi(text, &used, 16);
     entry.parses = true;
-    std::size_t const start = text.find_first_not_of(kBlanks);
+    std::size_t const start = text.find_first_not_of(kCodeBlanks);
     entry.read = text.substr(start, used - start);
-    if (text.find_first_not_of(kBlanks, used) != std::string::npos) {
+    if (text.find_first_not_of(kCodeBlanks, used) != std::string::npos) {
       entry.ignored = text.substr(used);
     }
   } catch (std::invalid_argument const&) {

@@ -18,7 +18,7 @@ std::string unreadable(CodeEntry const& entry) {
   if (entry.text.empty()) {
     return "an empty entry (\",,\" or a \",\" at an end) is not a code";
   }
-  if (entry.text.find_first_not_of(" \t\n\v\f\r") == std::string::npos) {
+  if (entry.text.find_first_not_of(kCodeBlanks) == std::string::npos) {
     return "a blank entry is not a code";
   }
   if (entry.outOfRange) {

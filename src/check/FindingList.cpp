@@ -6,23 +6,22 @@
 
 namespace emailservice::check {
 
+namespace {
+
+// A finding about `position` of `scope`, still without severity, field, value or message.
+Finding about(Scope scope, int position) { return Finding{Severity::Note, scope, position, {}, {}, {}, {}, {}, {}}; }
+
+}  // namespace
+
 void FindingList::aboutConfiguration(int position, dravo::proto::EmailConfiguration const& configuration) {
-  subject = Finding{Severity::Note,
-                    Scope::Configuration,
-                    position,
-                    configuration.id().value(),
-                    configuration.name().value(),
-                    {},
-                    {},
-                    {},
-                    {}};
+  subject = about(Scope::Configuration, position);
+  subject.id = configuration.id().value();
+  subject.name = configuration.name().value();
 }
 
-void FindingList::aboutList() { subject = Finding{Severity::Note, Scope::List, -1, {}, {}, {}, {}, {}, {}}; }
+void FindingList::aboutList() { subject = about(Scope::List, -1); }
 
-void FindingList::aboutDevice(int device) {
-  subject = Finding{Severity::Note, Scope::Device, device, {}, {}, {}, {}, {}, {}};
-}
+void FindingList::aboutDevice(int device) { subject = about(Scope::Device, device); }
 
 void FindingList::add(Severity severity, std::string field, std::string part, std::string value, std::string message) {
   Finding finding = subject;

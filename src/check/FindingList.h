@@ -27,7 +27,7 @@ class FindingList final {
   static std::string quoted(std::string const& text);
 
  private:
-  Finding subject{Severity::Note, Scope::List, -1, {}, {}, {}, {}, {}, {}};
+  Finding subject{};  // what the next findings are about: set by the about...() calls
   std::vector<Finding> findings;
 };
 

@@ -32,6 +32,16 @@ dravo::proto::EmailConfigurationList configurationList(simcard::proto::CardState
   return {};
 }
 
+// The position of the first configuration after the template whose id is `id`, or 0 when none has it.
+int positionOfId(dravo::proto::EmailConfigurationList const& list, std::string const& id) {
+  for (int i = 1; i < list.configurations_size(); ++i) {
+    if (list.configurations(i).id().value() == id) {
+      return i;
+    }
+  }
+  return 0;
+}
+
 }  // namespace
 
 SimulatorRun::SimulatorRun(SimulatorOptions const& runOptions, std::string executable, std::ostream& output,
@@ -102,11 +112,8 @@ void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState co
   if (options.event.type != emailservice::EventType::Test && options.event.type != emailservice::EventType::Periodic) {
     return;
   }
-  dravo::proto::EmailConfigurationList const list = configurationList(state);
-  for (int i = 1; i < list.configurations_size(); ++i) {
-    if (list.configurations(i).id().value() == options.event.code) {
-      return;
-    }
+  if (positionOfId(configurationList(state), options.event.code) > 0) {
+    return;
   }
   err << "emailservice-simulator: warning: no configuration is addressed: "
       << (options.event.code.empty() ? "give --code with the id of a configuration"
@@ -126,13 +133,9 @@ bool SimulatorRun::loadCard(simcard::proto::CardState& state) {
 void SimulatorRun::logResult(simcard::proto::CardState const& state, cdsapi::CdsAccessor& accessor, ErrorCode code) {
   std::string const id = logConfigurationId(state);
   dravo::proto::EmailConfigurationList const list = configurationList(state);
-  dravo::proto::EmailConfiguration configuration;
-  for (int i = 1; i < list.configurations_size(); ++i) {
-    if (list.configurations(i).id().value() == id) {
-      configuration = list.configurations(i);
-      break;
-    }
-  }
+  int const position = positionOfId(list, id);
+  dravo::proto::EmailConfiguration const configuration =
+      position > 0 ? list.configurations(position) : dravo::proto::EmailConfiguration();
   emailservice::EmailConfig(accessor, options.event, configuration).logError(code);
 
   auto const& entries = simcard::SimulatedCard::instance().cardLog();
@@ -149,10 +152,8 @@ std::string SimulatorRun::logConfigurationId(simcard::proto::CardState const& st
     return options.logConfigurationId;
   }
   dravo::proto::EmailConfigurationList const list = configurationList(state);
-  for (int i = 1; i < list.configurations_size(); ++i) {
-    if (list.configurations(i).id().value() == options.event.code) {
-      return options.event.code;
-    }
+  if (positionOfId(list, options.event.code) > 0) {
+    return options.event.code;
   }
   return list.configurations_size() > 1 ? list.configurations(1).id().value() : std::string();
 }
