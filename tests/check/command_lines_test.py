@@ -1,7 +1,6 @@
 """The command lines of the two tools, row by row from command_lines.txt (see its header)."""
 import os
 import shlex
-import shlex
 import subprocess
 import sys
 import unittest

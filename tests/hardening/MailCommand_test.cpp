@@ -196,7 +196,7 @@ TEST_F(BadInputTest, ACommandTooLongForTheSystemIsAFailedSending) {
 // as 1,000 (a walk that read or copied the list once per configuration would take about 100
 // times as long).
 TEST_F(BadInputTest, TenThousandConfigurationsTakeLinearTime) {
-  recordCommands();
+  recordShellCommands();
   double seconds[2] = {};
   for (std::size_t const count : {1000U, 10000U}) {
     std::vector<std::string> ids(count);

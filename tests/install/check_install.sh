@@ -61,7 +61,7 @@ int main() {
   return service.manageEmails(event) == emailservice::ErrorCode::Success ? 0 : 1;
 }
 CPP
-readelf -d "$prefix/lib/libemailServiceCheck.so.1" | grep -q 'Library soname: \[libemailServiceCheck.so.1\]' || { echo "wrong SONAME"; exit 1; }
+readelf -d "$prefix/lib/libemailServiceCheck.so.1" | grep -q 'Library soname: \[libemailServiceCheck.so.1\]' || fail "wrong SONAME"
 cat > "$scratch/consumer/check.cpp" <<'CPP'
 #include <dravo_config.pb.h>
 #include <emailservice/ConfigurationCheck.h>

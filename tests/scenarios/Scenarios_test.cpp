@@ -13,11 +13,10 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "CardCheck.h"
 #include "CardPaths.h"
 #include "CardPreparation.h"
 #include "cdsapi/CdsAccessor.h"
-#include "cdsapi/InBandAccessor.h"
-#include "cdsapi/OobAccessor.h"
 #include "emailservice/ConfigurationCheck.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
@@ -41,7 +40,6 @@ void replaceAll(std::string& text, std::string const& from, std::string const& t
 std::string expand(std::string text) {
   replaceAll(text, "{SYS}", " {W}logUpdate.csv {W}logAccount.csv {W}logSession.csv {W}logSystem.csv");
   replaceAll(text, "{W}", paths::kWorkDirectory);
-  replaceAll(text, "{L}", paths::kSystemLogDirectory);
   return text;
 }
 
@@ -118,20 +116,6 @@ std::string withTimesOf(std::string const& actual, std::string const& expected, 
   return filled + expected.substr(from);
 }
 
-char const* nameOf(ErrorCode code) {
-  switch (code) {
-    case ErrorCode::Success:
-      return "Success";
-    case ErrorCode::TestEmailSucceeded:
-      return "TestEmailSucceeded";
-    case ErrorCode::TestEmailFailed:
-      return "TestEmailFailed";
-    case ErrorCode::SendError:
-      return "SendError";
-  }
-  return "(not an ErrorCode)";
-}
-
 std::string workFiles() {
   std::vector<std::string> names;
   std::error_code missing;
@@ -177,7 +161,9 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
   }
   mergeCard(state, scenario.card());
   mergeCard(state, c.card());
-  if (auto* list = configurationList(state); list != nullptr && list->configurations_size() > 1) {
+  if (c.has_configuration()) {
+    auto* list = configurationList(state);
+    ASSERT_TRUE(list != nullptr && list->configurations_size() > 1) << "no configuration at position 1 to change";
     list->mutable_configurations(1)->MergeFrom(c.configuration());
   }
   card().load(state);
@@ -237,13 +223,8 @@ void ScenarioTest::recordCommands(test::Case const& c) {
 
 // The check's lines for the card, with its list and device names read as the service reads them.
 std::vector<std::string> findings() {
-  cdsapi::CdsAccessor accessor;
-  auto& inband = accessor.inbandAccessor();
-  check::DeviceNames const names{inband.getDeviceFriendlyName(1), inband.getDevicePhysicalName(1),
-                                 inband.getDeviceFriendlyName(20), inband.getDevicePhysicalName(20)};
   std::vector<std::string> lines;
-  for (auto const& finding :
-       check::checkConfigurations(accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names)) {
+  for (auto const& finding : tools::CardCheck::checkLoadedCard()) {
     lines.push_back(check::describe(finding));
   }
   return lines;
@@ -252,6 +233,9 @@ std::vector<std::string> findings() {
 void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) {
   SCOPED_TRACE(c.name());
   prepareCard(scenario, c);
+  if (HasFatalFailure()) {
+    return;
+  }
   if (c.clean() || c.finding_size() > 0) {
     std::vector<std::string> const lines = findings();
     EXPECT_TRUE(!c.clean() || lines.empty()) << lines.front();
@@ -266,7 +250,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
     setenv("SIMCARD_MAILDIR", (std::string(paths::kWorkDirectory) + "Maildir").c_str(), 1);
   }
   auto const& e = c.event();
-  EmailEvent const event{e.type(), e.has_date() ? e.date() : "2024-05-01 13:07:42", e.level(), e.code(), e.state(),
+  EmailEvent const event{e.type(), "2024-05-01 13:07:42", e.level(), e.code(), e.state(),
                          e.has_description() ? e.description() : "On battery"};
   cdsapi::CdsAccessor accessor;
   std::string const before = nowUtc();
@@ -287,7 +271,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
     EmailConfig(accessor, event, configurationList(state)->configurations(c.report())).logError(result);
   }
   EXPECT_EQ(threw, c.throws());
-  EXPECT_EQ(nameOf(result), c.has_result() ? c.result() : "Success");
+  EXPECT_EQ(static_cast<int>(result), c.result()) << "expected " << test::Result_Name(c.result());
   EXPECT_EQ(printed, c.stdout());
   expectOutcome(c, before, after);
 }

@@ -44,23 +44,14 @@ void CardTest::TearDown() {
   }
 }
 
-void CardTest::recordCommands(std::string output, int status) {
-  card().setCommandHook([this, output, status](std::vector<std::string> const& args, std::string const& input,
-                                               std::string& printed) {
-    commands.push_back({args, input});
-    printed = output;
-    return status;
-  });
-}
-
-std::vector<std::string> CardTest::recordedShellCommands() const {
-  std::vector<std::string> texts;
-  for (auto const& command : commands) {
-    if (command.args.size() == 3 && command.args[0] == "/bin/sh" && command.args[1] == "-c") {
-      texts.push_back(command.args[2]);
+void CardTest::recordShellCommands() {
+  card().setCommandHook([this](std::vector<std::string> const& args, std::string const&, std::string& printed) {
+    if (args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c") {
+      shellCommands.push_back(args[2]);
     }
-  }
-  return texts;
+    printed.clear();
+    return 0;
+  });
 }
 
 std::string readFile(std::string const& path) {

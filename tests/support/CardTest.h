@@ -10,12 +10,6 @@
 
 namespace emailservice::testing {
 
-// One command that the library ran while commands were recorded.
-struct RecordedCommand {
-  std::vector<std::string> args;
-  std::string input;
-};
-
 // Gives every test an empty simulated card and empty card directories (work directory, card
 // logs, measures directories), and removes them again afterwards.
 class CardTest : public ::testing::Test {
@@ -25,14 +19,13 @@ class CardTest : public ::testing::Test {
 
   static simcard::SimulatedCard& card() { return simcard::SimulatedCard::instance(); }
 
-  // From now on commands are recorded instead of run; each prints `output` and exits with `status`.
-  void recordCommands(std::string output = "", int status = 0);
-  std::vector<RecordedCommand> const& recordedCommands() const { return commands; }
-  // The shell command text of the recorded "/bin/sh -c TEXT" runs, in order.
-  std::vector<std::string> recordedShellCommands() const;
+  // From now on commands are recorded instead of run; each prints nothing and exits with 0.
+  void recordShellCommands();
+  // The shell command text of the "/bin/sh -c TEXT" runs recorded since, in order.
+  std::vector<std::string> const& recordedShellCommands() const { return shellCommands; }
 
  private:
-  std::vector<RecordedCommand> commands;
+  std::vector<std::string> shellCommands;
 };
 
 // Whole-file helpers for tests.

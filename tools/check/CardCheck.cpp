@@ -95,13 +95,17 @@ bool CardCheck::run(std::string& error) {
     return false;
   }
   simcard::SimulatedCard::instance().load(state);
+  findings = checkLoadedCard();
+  return true;
+}
+
+std::vector<Finding> CardCheck::checkLoadedCard() {
   cdsapi::CdsAccessor accessor("emailservice-check");
   auto const& inband = accessor.inbandAccessor();
   emailservice::check::DeviceNames const names{inband.getDeviceFriendlyName(1), inband.getDevicePhysicalName(1),
                                                inband.getDeviceFriendlyName(20), inband.getDevicePhysicalName(20)};
-  findings = emailservice::check::checkConfigurations(
+  return emailservice::check::checkConfigurations(
       accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names);
-  return true;
 }
 
 bool CardCheck::hasErrors() const {

@@ -18,6 +18,8 @@ class CardCheck final {
   // Loads the card (the simulated card then holds it) and checks it. False with `error` set
   // ("FILE: cannot read: ...", "FILE:LINE:COLUMN: ...") when the card file cannot be used.
   bool run(std::string& error);
+  // The findings of the card that the simulated card holds now.
+  static std::vector<emailservice::check::Finding> checkLoadedCard();
 
   bool hasErrors() const;
   // One finding a line: "FILE: configuration 2 "Facilities": exceptionEvents entry 3 ...".
