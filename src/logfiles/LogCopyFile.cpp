@@ -1,12 +1,35 @@
 #include "logfiles/LogCopyFile.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 namespace emailservice {
+
+namespace {
+
+// The most one kernel call is asked to copy; the kernel copies at most about 2 GiB per call anyway.
+constexpr std::size_t kKernelChunk = std::size_t{1} << 30;
+
+// Repeats a kernel copy call while it copies something; an interrupted call is made again. True
+// when the call failed, false when it reported the end.
+template <typename Call>
+bool endsInError(Call call) {
+  for (;;) {
+    ssize_t const copied = call();
+    if (copied == 0) {
+      return false;
+    }
+    if (copied < 0 && errno != EINTR) {
+      return true;
+    }
+  }
+}
+
+}  // namespace
 
 LogCopyFile::LogCopyFile(std::string filePath)
     : path(std::move(filePath)), fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
@@ -37,6 +60,18 @@ bool LogCopyFile::write(char const* data, std::size_t size) {
     size -= static_cast<std::size_t>(written);
   }
   return !failed;
+}
+
+// copy_file_range needs Linux 4.5, and refuses (EXDEV) between two file systems before 5.3 and,
+// from 5.19, unless both are of one type that supports it (not tmpfs): the card's /flash and /tmp.
+// sendfile then copies from any regular file to any file from Linux 2.6.33 on (to sockets only
+// before; EINVAL). Any refusal (ENOSYS, EXDEV, EINVAL, EOPNOTSUPP...) or error of one moves on to
+// the next, the last being the caller's read and write; so does the end, which the caller's read
+// confirms (some files that look regular, under /proc, report an end before their bytes).
+void LogCopyFile::copyFrom(int source, off_t& offset) {
+  if (!failed && endsInError([&] { return ::copy_file_range(source, &offset, fd, nullptr, kKernelChunk, 0); })) {
+    endsInError([&] { return ::sendfile(fd, source, &offset, kKernelChunk); });
+  }
 }
 
 }  // namespace emailservice

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "logfiles/LogCopyFile.h"
+
 namespace emailservice {
 
 namespace {
@@ -123,6 +125,31 @@ bool LogLineReader::fill() {
     atEnd = true;
     return false;
   }
+}
+
+bool LogLineReader::drainTo(LogCopyFile& copy) {
+  openLine = 0;
+  if (rereadable && !atEnd) {
+    std::size_t const size = end - begin;
+    if (size > 0 && !copy.write(buffer.data() + begin, size)) {
+      return false;
+    }
+    off_t offset = readOffset;
+    copy.copyFrom(fd, offset);
+    rewindTo(offset);
+  }
+  return writeRestTo(copy);
+}
+
+bool LogLineReader::writeRestTo(LogCopyFile& copy) {
+  do {
+    std::size_t const size = drainableSize();
+    if (size > 0 && !copy.write(buffer.data() + begin, size)) {
+      return false;
+    }
+    begin = end;
+  } while (fill());
+  return true;
 }
 
 std::size_t LogLineReader::drainableSize() {

@@ -14,6 +14,8 @@
 
 namespace emailservice {
 
+class LogCopyFile;
+
 class LogLineReader {
  public:
   // The next line as far as the buffer holds it, without its line feed.
@@ -85,26 +87,19 @@ class LogLineReader {
     }
   }
 
-  // Gives the unread input to `sink` in blocks: first what the buffer holds, then fresh reads.
-  // Starts at the start of a line. False when the sink stopped.
-  template <typename Sink>
-  bool drainTo(Sink&& sink) {
-    openLine = 0;
-    do {
-      std::size_t const size = drainableSize();
-      if (size > 0 && !sink(buffer.data() + begin, size)) {
-        return false;
-      }
-      begin = end;
-    } while (fill());
-    return true;
-  }
+  // Appends the unread input to `copy`, starting at the start of a line: first what the buffer
+  // holds, then the rest of a regular file copied by the kernel, and whatever the kernel left
+  // through fresh reads. False when a write failed.
+  bool drainTo(LogCopyFile& copy);
 
  private:
   // Reads more input after the unread bytes, moving them to the front of the buffer first. False
   // at the end of the input, on a read error, or when the buffer is full; a full buffer is the end
   // of an input that cannot be read again.
   bool fill();
+  // Hands the unread bytes to `copy` and reads on, until the end of the input; false when a write
+  // failed.
+  bool writeRestTo(LogCopyFile& copy);
   // How many of the unread bytes drainTo() gives: all of them, except from an input that cannot
   // be read again where a line reaches the buffer's size: the input then ends there.
   std::size_t drainableSize();
