@@ -1,8 +1,8 @@
 #!/bin/sh
 # Makes the sysroot that the armhf presets (card-armhf, test-armhf) build and run against: Debian's
 # armhf packages of the libraries the build needs (protobuf, zlib, GoogleTest, GoogleMock) and of
-# the C and C++ run-time libraries that qemu-arm loads the test programs with, unpacked into
-# SYSROOT. The machine's package architectures are left as they are: apt reads armhf indices into
+# the C and C++ run-time libraries that qemu-arm loads the test programs with, and the armhf `cp`
+# with its libraries (the reference of scripts/bench-card.sh), unpacked into SYSROOT. The machine's package architectures are left as they are: apt reads armhf indices into
 # a private directory and only downloads; nothing is installed.
 #
 # Usage: make-armhf-sysroot.sh [SYSROOT]   (default: build/sysroot-armhf)
@@ -25,6 +25,11 @@ libgmock-dev
 libc6
 libstdc++6
 libgcc-s1
+coreutils
+libacl1
+libattr1
+libselinux1
+libpcre2-8-0
 "
 
 # Everything is made beside the sysroot and moved into place once complete and checked.
