@@ -14,6 +14,8 @@ namespace emailservice {
 namespace {
 
 constexpr std::size_t kStampLength = 19;  // "YYYY-MM-DDTHH:MM:SS"
+// Where the three eight-byte words that cover a stamp start.
+constexpr std::size_t kWordStarts[] = {0, 8, 11};
 
 // The years whose every second time_t holds, so that the parser gives every canonical stamp its
 // time and never timegm's error value.
@@ -26,14 +28,42 @@ constexpr int kLastYear = kWideTime ? 9999 : 2037;
 // shows where the seconds end.
 constexpr std::size_t kStampCharacters = 20;
 
-// The value of a digit; above 9 for any other character.
-unsigned digitOf(char c) { return static_cast<unsigned>(static_cast<unsigned char>(c)) - unsigned{'0'}; }
+// The canonical stamp's bytes, '0' standing for any digit.
+constexpr char kStampPattern[] = "0000-00-00T00:00:00";
 
-// The number that the two digits at `text` write; 100 when either is not a digit.
+// Eight bytes of `text` as one word, in the machine's byte order. The checks below work on each
+// byte of a word apart and never carry from one byte into the next, so the order does not matter.
+std::uint64_t wordAt(char const* text) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, text, sizeof word);
+  return word;
+}
+
+// Whether the eight bytes at `text` hold a digit where kStampPattern's bytes at `at` hold '0', and
+// those same bytes elsewhere. Each byte, xor its pattern byte, must be 0 for a literal and 0 to 9
+// for a digit: its high four bits clear, and still clear after adding 6.
+bool matchesPatternAt(char const* text, std::size_t at) {
+  constexpr std::uint64_t kOnes = ~std::uint64_t{0} / 255;  // 0x0101...01
+  std::uint64_t digits = 0;  // 0x01 in every byte that holds a digit
+  for (std::size_t i = 0; i < sizeof digits; ++i) {
+    std::uint64_t const isDigit = kStampPattern[at + i] == '0' ? 1 : 0;
+    std::memcpy(reinterpret_cast<char*>(&digits) + i, &isDigit, 1);
+  }
+  std::uint64_t const bits = wordAt(text) ^ wordAt(kStampPattern + at);
+  std::uint64_t const checked = digits * 0xF0 | (kOnes - digits) * 0xFF;
+  return ((bits | (bits + digits * 6)) & checked) == 0;
+}
+
+// Eight bytes of `text` as a number whose first byte is the most significant: such numbers
+// compare as the bytes do. Written out, so that compilers make it one load and a byte swap.
+std::uint64_t bigEndianAt(char const* text) {
+  auto const byte = [text](int i, int shift) { return std::uint64_t{static_cast<unsigned char>(text[i])} << shift; };
+  return byte(0, 56) | byte(1, 48) | byte(2, 40) | byte(3, 32) | byte(4, 24) | byte(5, 16) | byte(6, 8) | byte(7, 0);
+}
+
+// The number that the two digits at `text` write.
 unsigned twoDigits(char const* text) {
-  unsigned const tens = digitOf(text[0]);
-  unsigned const ones = digitOf(text[1]);
-  return tens > 9 || ones > 9 ? 100 : tens * 10 + ones;
+  return static_cast<unsigned>(text[0] - '0') * 10 + static_cast<unsigned>(text[1] - '0');
 }
 
 unsigned lastDayOf(unsigned year, unsigned month) {
@@ -84,13 +114,16 @@ LogDateCut::LogDateCut(long startTime, Reading reading) : fromTime(startTime) {
       fields.tm_year < kFirstYear - 1900 || fields.tm_year > kLastYear - 1900) {
     return;
   }
-  std::memcpy(fromText, "0000-00-00T00:00:00", kStampLength);
-  putDigits(fromText, fields.tm_year + 1900, 4);
-  putDigits(fromText + 5, fields.tm_mon + 1, 2);
-  putDigits(fromText + 8, fields.tm_mday, 2);
-  putDigits(fromText + 11, fields.tm_hour, 2);
-  putDigits(fromText + 14, fields.tm_min, 2);
-  putDigits(fromText + 17, fields.tm_sec, 2);
+  char text[] = "0000-00-00T00:00:00";
+  putDigits(text, fields.tm_year + 1900, 4);
+  putDigits(text + 5, fields.tm_mon + 1, 2);
+  putDigits(text + 8, fields.tm_mday, 2);
+  putDigits(text + 11, fields.tm_hour, 2);
+  putDigits(text + 14, fields.tm_min, 2);
+  putDigits(text + 17, fields.tm_sec, 2);
+  for (std::size_t i = 0; i < 3; ++i) {
+    fromWords[i] = bigEndianAt(text + kWordStarts[i]);
+  }
   byBytes = true;
 }
 
@@ -99,17 +132,20 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
     return false;
   }
   char const* const s = text.data();
-  unsigned const century = twoDigits(s);
-  unsigned const yearOfCentury = twoDigits(s + 2);
+  for (std::size_t const at : kWordStarts) {
+    if (!matchesPatternAt(s + at, at)) {
+      return false;
+    }
+  }
+  // The digits' values: a minute or a second is at most 59 when its first digit is at most 5.
   unsigned const month = twoDigits(s + 5);
-  if (century > 99 || yearOfCentury > 99 || month < 1 || month > 12 || s[4] != '-' || s[7] != '-' || s[10] != 'T' ||
-      s[13] != ':' || s[16] != ':') {
+  unsigned const day = twoDigits(s + 8);
+  if (month < 1 || month > 12 || day < 1 || twoDigits(s + 11) > 23 || s[14] > '5' || s[17] > '5') {
     return false;
   }
-  unsigned const year = century * 100 + yearOfCentury;
-  unsigned const day = twoDigits(s + 8);
-  return static_cast<int>(year) >= kFirstYear && static_cast<int>(year) <= kLastYear && day >= 1 &&
-         day <= lastDayOf(year, month) && twoDigits(s + 11) <= 23 && twoDigits(s + 14) <= 59 && twoDigits(s + 17) <= 59;
+  unsigned const year = twoDigits(s) * 100 + twoDigits(s + 2);
+  bool const yearFits = kWideTime || (static_cast<int>(year) >= kFirstYear && static_cast<int>(year) <= kLastYear);
+  return yearFits && (day <= 28 || day <= lastDayOf(year, month));
 }
 
 // A line that does not start with a timestamp has no time at all: it never ends the scan, and is
@@ -117,10 +153,22 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
 // parser stops before any "." anyway, so the line can be handed over as it is.
 bool LogDateCut::isStampedFrom(std::string_view text) const {
   if (byBytes && hasCanonicalStamp(text)) {
-    return std::memcmp(text.data(), fromText, kStampLength) >= 0;
+    return isBytewiseFrom(text.data());
   }
   std::optional<std::int64_t> const stamp = parseLogTimestamp(text);
   return stamp.has_value() && fromTime <= *stamp;
+}
+
+// The stamp's 19 bytes compared with the start time's as three overlapping words: bytes 0-7,
+// 8-15 and 11-18.
+bool LogDateCut::isBytewiseFrom(char const* stamp) const {
+  for (std::size_t i = 0; i < 2; ++i) {
+    std::uint64_t const word = bigEndianAt(stamp + kWordStarts[i]);
+    if (word != fromWords[i]) {
+      return word > fromWords[i];
+    }
+  }
+  return bigEndianAt(stamp + kWordStarts[2]) >= fromWords[2];
 }
 
 // Passes over the lines before the first one stamped at or after the start, and stops at the text

@@ -1,0 +1,101 @@
+#!/bin/bash
+# Figures of the date cut of a system log (SystemEventLogFile::tailFromDate), side by side for
+# logs of 10 and 100 MiB (generated, lines of about 118 bytes, in the page cache), in one run:
+# - the scan's instructions per byte: callgrind, Release build, a cut whose start time is after
+#   the last line (every stamp read, nothing kept), counted inside the cut only;
+# - the CPU time (user + system) of a cut from the middle (half scanned, half copied), and as a
+#   ratio of the CPU time of `cp` of the whole log;
+# - the CPU time of the scan to the end against a getline + strptime + timegm loop over the same
+#   log (the reference's time over the scan's);
+# - the cut from the middle under qemu-arm, the armhf library built as for the card (-Os), and
+#   the armhf `cp` of Debian's coreutils from the armhf sysroot, also under qemu-arm.
+# Times are the least of RUNS runs (default 5), since other work on the machine only adds.
+#
+#   scripts/bench-card.sh                  build what is missing, then measure
+#   RUNS=9 SIZES="100" scripts/bench-card.sh
+#
+# It builds build/benchmark (preset "benchmark") and build/bench-armhf (the armhf toolchain of
+# preset "test-armhf", MinSizeRel), makes the armhf sysroot when it has no `cp`, and keeps the
+# simulated card's log and copies under build/bench-card.
+set -euo pipefail
+
+cd "$(dirname "$0")/.."
+root=$(pwd)
+runs=${RUNS:-5}
+sizes=${SIZES:-10 100}
+card=$root/build/bench-card
+sysroot=${EMAILSERVICE_ARMHF_SYSROOT:-$root/build/sysroot-armhf}
+bench=$root/build/benchmark/benchmarks/logCut_benchmark
+bench_armhf=$root/build/bench-armhf/benchmarks/logCut_benchmark
+log=$card/flash/log/logSystem.csv
+me=bench-card.sh
+
+echo "$me: building" >&2
+[ -x "$sysroot/bin/cp" ] || scripts/make-armhf-sysroot.sh "$sysroot" >&2
+cmake --preset benchmark -DEMAILSERVICE_PATH_PREFIX="$card" >/dev/null
+cmake --build --preset benchmark -j2 --target logCut_benchmark >/dev/null
+cmake --preset test-armhf -B build/bench-armhf -DEMAILSERVICE_BUILD_TESTS=OFF -DEMAILSERVICE_BUILD_BENCHMARKS=ON \
+  -DEMAILSERVICE_PATH_PREFIX="$card" -DEMAILSERVICE_ARMHF_SYSROOT="$sysroot" >/dev/null
+cmake --build build/bench-armhf -j2 --target logCut_benchmark >/dev/null
+
+# The least CPU time, in seconds, of $runs runs of a command.
+cpu() {
+  local best="" seconds i
+  for ((i = 0; i < runs; i++)); do
+    seconds=$( { TIMEFORMAT='%3U %3S'; time "$@" >/dev/null 2>&1; } 2>&1 | awk '{ printf "%.3f", $1 + $2 }')
+    best=$(awk -v a="$seconds" -v b="${best:-$seconds}" 'BEGIN { print (a < b ? a : b) }')
+  done
+  echo "$best"
+}
+
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", (b > 0 ? a / b : 0) }'; }
+
+# Instructions per byte of the cut from `$1` of a log of `$2` bytes, counted inside the cut only.
+instructions_per_byte() {
+  local out=$card/callgrind.out
+  valgrind --tool=callgrind --callgrind-out-file="$out" \
+    --toggle-collect='emailservice::SystemEventLogFile::tailFromDate*' "$bench" cut "$1" >/dev/null 2>&1
+  awk -v bytes="$2" '/^summary:/ { printf "%.2f", $2 / bytes }' "$out"
+}
+
+declare -A figure
+for size in $sizes; do
+  echo "$me: $size MiB" >&2
+  read -r bytes middle after < <("$bench" generate "$size")
+  cat "$log" >/dev/null
+  figure[ipb,$size]=$(instructions_per_byte "$after" "$bytes")
+  figure[cut,$size]=$(cpu "$bench" cut "$middle")
+  figure[cp,$size]=$(cpu cp "$log" "$card/cp-copy.csv")
+  figure[scan,$size]=$(cpu "$bench" cut "$after")
+  figure[reference,$size]=$(cpu "$bench" reference "$after")
+  figure[qcut,$size]=$(cpu qemu-arm -L "$sysroot" "$bench_armhf" cut "$middle")
+  figure[qcp,$size]=$(cpu qemu-arm -L "$sysroot" "$sysroot/bin/cp" "$log" "$card/cp-copy.csv")
+  rm -f "$card/cp-copy.csv"
+done
+
+row() {
+  local label=$1 key=$2 size
+  printf '%-58s' "$label"
+  for size in $sizes; do printf '%12s' "${figure[$key,$size]}"; done
+  printf '\n'
+}
+row_ratio() {
+  local label=$1 over=$2 under=$3 size
+  printf '%-58s' "$label"
+  for size in $sizes; do printf '%12s' "$(ratio "${figure[$over,$size]}" "${figure[$under,$size]}")"; done
+  printf '\n'
+}
+
+printf '%-58s' "log size (MiB)"
+for size in $sizes; do printf '%12s' "$size"; done
+printf '\n'
+row "scan: instructions per byte (callgrind, x86-64 Release)" ipb
+row "cut from the middle: CPU s" cut
+row "cp of the log: CPU s" cp
+row_ratio "cut from the middle / cp (CPU)" cut cp
+row "scan to the end: CPU s" scan
+row "getline + strptime reference: CPU s" reference
+row_ratio "reference / scan (CPU): speed-up" reference scan
+row "qemu-arm, armhf -Os: cut from the middle: CPU s" qcut
+row "qemu-arm: armhf cp of the log: CPU s" qcp
+row_ratio "qemu-arm: cut from the middle / cp (CPU)" qcut qcp
