@@ -5,6 +5,7 @@
 //   logCut_benchmark cut TIME       cuts that log from TIME into the work directory, once
 //   logCut_benchmark reference TIME the straightforward scan of the log: a 300-character getline,
 //                                   the stamp cut at the first ".", strptime and timegm
+//   logCut_benchmark none 0         nothing: the program's start-up alone
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -82,7 +83,7 @@ int reference(long fromTime) {
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: logCut_benchmark generate MIB | cut TIME | reference TIME\n");
+    std::fprintf(stderr, "usage: logCut_benchmark generate MIB | cut TIME | reference TIME | none 0\n");
     return 2;
   }
   std::string const step = argv[1];
@@ -92,6 +93,9 @@ int main(int argc, char** argv) {
   }
   if (step == "reference") {
     return reference(value);
+  }
+  if (step == "none") {
+    return 0;
   }
   emailservice::SystemEventLogFile(emailservice::paths::kWorkDirectory).tailFromDate("logSystem.csv", value);
   return 0;

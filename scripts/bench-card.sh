@@ -9,7 +9,9 @@
 #   log (the reference's time over the scan's);
 # - the cut from the middle under qemu-arm, the armhf library built as for the card (-Os), and
 #   the armhf `cp` of Debian's coreutils from the armhf sysroot, also under qemu-arm.
-# Times are the least of RUNS runs (default 5), since other work on the machine only adds.
+# Times are of whole processes, the least of RUNS runs (default 5), since other work on the
+# machine only adds. Ratios are given as measured and net of each program's start-up (the driver
+# doing nothing, `cp` of an empty file): the library runs in a process that has started long before.
 #
 #   scripts/bench-card.sh                  build what is missing, then measure
 #   RUNS=9 SIZES="100" scripts/bench-card.sh
@@ -49,6 +51,8 @@ cpu() {
 }
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", (b > 0 ? a / b : 0) }'; }
+# A CPU time less a start-up time.
+net() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.3f", a - b }'; }
 
 # Instructions per byte of the cut from `$1` of a log of `$2` bytes, counted inside the cut only.
 instructions_per_byte() {
@@ -59,6 +63,13 @@ instructions_per_byte() {
 }
 
 declare -A figure
+mkdir -p "$card"
+: >"$card/empty"
+# Each program's start-up: the driver doing nothing, `cp` of an empty file.
+figure[start,all]=$(cpu "$bench" none 0)
+figure[cpstart,all]=$(cpu cp "$card/empty" "$card/cp-copy.csv")
+figure[qstart,all]=$(cpu qemu-arm -L "$sysroot" "$bench_armhf" none 0)
+figure[qcpstart,all]=$(cpu qemu-arm -L "$sysroot" "$sysroot/bin/cp" "$card/empty" "$card/cp-copy.csv")
 for size in $sizes; do
   echo "$me: $size MiB" >&2
   read -r bytes middle after < <("$bench" generate "$size")
@@ -70,32 +81,40 @@ for size in $sizes; do
   figure[reference,$size]=$(cpu "$bench" reference "$after")
   figure[qcut,$size]=$(cpu qemu-arm -L "$sysroot" "$bench_armhf" cut "$middle")
   figure[qcp,$size]=$(cpu qemu-arm -L "$sysroot" "$sysroot/bin/cp" "$log" "$card/cp-copy.csv")
+  for key in cut scan reference; do figure[net$key,$size]=$(net "${figure[$key,$size]}" "${figure[start,all]}"); done
+  figure[netcp,$size]=$(net "${figure[cp,$size]}" "${figure[cpstart,all]}")
+  figure[netqcut,$size]=$(net "${figure[qcut,$size]}" "${figure[qstart,all]}")
+  figure[netqcp,$size]=$(net "${figure[qcp,$size]}" "${figure[qcpstart,all]}")
   rm -f "$card/cp-copy.csv"
 done
 
 row() {
   local label=$1 key=$2 size
-  printf '%-58s' "$label"
-  for size in $sizes; do printf '%12s' "${figure[$key,$size]}"; done
+  printf '%-60s' "$label"
+  for size in $sizes; do printf '%10s' "${figure[$key,$size]}"; done
   printf '\n'
 }
 row_ratio() {
   local label=$1 over=$2 under=$3 size
-  printf '%-58s' "$label"
-  for size in $sizes; do printf '%12s' "$(ratio "${figure[$over,$size]}" "${figure[$under,$size]}")"; done
+  printf '%-60s' "$label"
+  for size in $sizes; do printf '%10s' "$(ratio "${figure[$over,$size]}" "${figure[$under,$size]}")"; done
   printf '\n'
 }
 
-printf '%-58s' "log size (MiB)"
-for size in $sizes; do printf '%12s' "$size"; done
+printf '%-60s' "log size (MiB)"
+for size in $sizes; do printf '%10s' "$size"; done
 printf '\n'
 row "scan: instructions per byte (callgrind, x86-64 Release)" ipb
 row "cut from the middle: CPU s" cut
 row "cp of the log: CPU s" cp
-row_ratio "cut from the middle / cp (CPU)" cut cp
+row_ratio "cut from the middle / cp" cut cp
+row_ratio "cut from the middle / cp, net of start-up" netcut netcp
 row "scan to the end: CPU s" scan
 row "getline + strptime reference: CPU s" reference
-row_ratio "reference / scan (CPU): speed-up" reference scan
+row_ratio "reference / scan, net of start-up: speed-up" netreference netscan
 row "qemu-arm, armhf -Os: cut from the middle: CPU s" qcut
 row "qemu-arm: armhf cp of the log: CPU s" qcp
-row_ratio "qemu-arm: cut from the middle / cp (CPU)" qcut qcp
+row_ratio "qemu-arm: cut from the middle / cp" qcut qcp
+row_ratio "qemu-arm: cut from the middle / cp, net of start-up" netqcut netqcp
+printf 'start-up, CPU s: driver %s, cp %s; under qemu-arm: driver %s, cp %s\n' \
+  "${figure[start,all]}" "${figure[cpstart,all]}" "${figure[qstart,all]}" "${figure[qcpstart,all]}"

@@ -174,7 +174,11 @@ bool LogDateCut::isBytewiseFrom(char const* stamp) const {
 // Passes over the lines before the first one stamped at or after the start, and stops at the text
 // after the last line feed when there is none.
 void LogDateCut::skipOlderLines(LogLineReader& input) const {
+  auto const isFrom = [this](std::string_view text) { return isStampedFrom(text); };
   for (;;) {
+    if (input.skipBufferedLinesUntil(isFrom)) {
+      return;
+    }
     LogLineReader::LineStart const line = input.peekLine();
     if (line.terminated) {
       if (isStampedFrom(line.text)) {

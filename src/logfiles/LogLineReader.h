@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,6 +58,30 @@ class LogLineReader {
       begin = end;
     }
     rewindTo(lineOffset);
+  }
+
+  // Passes over the lines that the buffer holds whole, line feed included, until `stop` (callable
+  // with a line's text, without its line feed) returns true for one. True then, and that line is
+  // the next one; false when the buffer holds no further whole line. The scan's inner loop: no
+  // call per line other than `stop` and the search for the line feed.
+  template <typename Stop>
+  bool skipBufferedLinesUntil(Stop&& stop) {
+    char const* const data = buffer.data();
+    while (begin < end) {
+      auto const* const feed = static_cast<char const*>(std::memchr(data + begin, '\n', end - begin));
+      if (feed == nullptr) {
+        return false;
+      }
+      auto const length = static_cast<std::size_t>(feed - (data + begin));
+      if (stop(std::string_view(data + begin, length))) {
+        foundFeed = true;
+        foundLineBegin = begin;
+        foundLineLength = length;
+        return true;
+      }
+      begin += length + 1;
+    }
+    return false;
   }
 
   // Passes over the next line and its line feed. A line that the input ends without a line feed
