@@ -4,7 +4,6 @@
 #include <sys/sendfile.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <utility>
 
 namespace emailservice {
@@ -19,12 +18,9 @@ constexpr std::size_t kKernelChunk = std::size_t{1} << 30;
 template <typename Call>
 bool endsInError(Call call) {
   for (;;) {
-    ssize_t const copied = call();
-    if (copied == 0) {
-      return false;
-    }
-    if (copied < 0 && errno != EINTR) {
-      return true;
+    ssize_t const copied = retryOnInterrupt(call);
+    if (copied <= 0) {
+      return copied < 0;
     }
   }
 }
@@ -32,15 +28,16 @@ bool endsInError(Call call) {
 }  // namespace
 
 LogCopyFile::LogCopyFile(std::string filePath)
-    : path(std::move(filePath)), fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
+    : path(std::move(filePath)),
+      fd(retryOnInterrupt([this] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); })) {}
 
 // A close can report a write that failed late (for instance on a full disk); that copy is cut off
 // as surely as one whose write failed.
 LogCopyFile::~LogCopyFile() {
-  if (fd < 0) {
+  if (!fd.isOpen()) {
     return;
   }
-  bool const closed = ::close(fd) == 0;
+  bool const closed = ::close(fd.release()) == 0;
   if (failed || !closed) {
     ::unlink(path.c_str());
   }
@@ -48,10 +45,7 @@ LogCopyFile::~LogCopyFile() {
 
 bool LogCopyFile::write(char const* data, std::size_t size) {
   while (!failed && size > 0) {
-    ssize_t const written = ::write(fd, data, size);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
+    ssize_t const written = retryOnInterrupt([&] { return ::write(fd.get(), data, size); });
     if (written <= 0) {
       failed = true;
       break;
@@ -69,8 +63,8 @@ bool LogCopyFile::write(char const* data, std::size_t size) {
 // the next, the last being the caller's read and write; so does the end, which the caller's read
 // confirms (some files that look regular, under /proc, report an end before their bytes).
 void LogCopyFile::copyFrom(int source, off_t& offset) {
-  if (!failed && endsInError([&] { return ::copy_file_range(source, &offset, fd, nullptr, kKernelChunk, 0); })) {
-    endsInError([&] { return ::sendfile(fd, source, &offset, kKernelChunk); });
+  if (!failed && endsInError([&] { return ::copy_file_range(source, &offset, fd.get(), nullptr, kKernelChunk, 0); })) {
+    endsInError([&] { return ::sendfile(fd.get(), source, &offset, kKernelChunk); });
   }
 }
 

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string>
 
+#include "FileDescriptor.h"
+
 namespace emailservice {
 
 class LogCopyFile {
@@ -18,7 +20,7 @@ class LogCopyFile {
   LogCopyFile(LogCopyFile const&) = delete;
   LogCopyFile& operator=(LogCopyFile const&) = delete;
 
-  bool isOpen() const { return fd >= 0; }
+  bool isOpen() const { return fd.isOpen(); }
   // Writes all of `data`; false, and every later write too, once the file system refused one.
   bool write(char const* data, std::size_t size);
   // Appends the regular file `source` from `offset` on, copied inside the kernel as far as it
@@ -29,7 +31,7 @@ class LogCopyFile {
 
  private:
   std::string path;  // removed again when the copy is cut off
-  int fd;
+  FileDescriptor fd;
   bool failed = false;
 };
 

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "logfiles/LogCopyFile.h"
@@ -42,13 +41,9 @@ std::size_t blockSizeFor(int fd) {
 }  // namespace
 
 LogLineReader::LogLineReader(std::string const& path)
-    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), rereadable(isRegularFile(fd)), buffer(blockSizeFor(fd)) {}
-
-LogLineReader::~LogLineReader() {
-  if (fd >= 0) {
-    ::close(fd);
-  }
-}
+    : fd(retryOnInterrupt([&path] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); })),
+      rereadable(isRegularFile(fd.get())),
+      buffer(blockSizeFor(fd.get())) {}
 
 LogLineReader::LineStart LogLineReader::peekLine() {
   if (foundFeed && foundLineBegin == begin) {  // the line was found by the previous call
@@ -97,7 +92,7 @@ bool LogLineReader::skipUnfoundLine() {
 }
 
 bool LogLineReader::fill() {
-  if (atEnd || fd < 0) {
+  if (atEnd || !fd.isOpen()) {
     return false;
   }
   foundFeed = false;
@@ -112,19 +107,14 @@ bool LogLineReader::fill() {
     atEnd = !rereadable;
     return false;
   }
-  for (;;) {
-    ssize_t const count = ::read(fd, buffer.data() + end, buffer.size() - end);
-    if (count > 0) {
-      end += static_cast<std::size_t>(count);
-      readOffset += count;
-      return true;
-    }
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+  ssize_t const count = retryOnInterrupt([this] { return ::read(fd.get(), buffer.data() + end, buffer.size() - end); });
+  if (count <= 0) {
     atEnd = true;
     return false;
   }
+  end += static_cast<std::size_t>(count);
+  readOffset += count;
+  return true;
 }
 
 bool LogLineReader::drainTo(LogCopyFile& copy) {
@@ -135,7 +125,7 @@ bool LogLineReader::drainTo(LogCopyFile& copy) {
       return false;
     }
     off_t offset = readOffset;
-    copy.copyFrom(fd, offset);
+    copy.copyFrom(fd.get(), offset);
     rewindTo(offset);
   }
   return writeRestTo(copy);
@@ -181,7 +171,7 @@ void LogLineReader::rewindTo(off_t offset) {
   begin = end = 0;
   foundFeed = false;
   readOffset = offset;
-  atEnd = ::lseek(fd, offset, SEEK_SET) != offset;
+  atEnd = ::lseek(fd.get(), offset, SEEK_SET) != offset;
 }
 
 }  // namespace emailservice

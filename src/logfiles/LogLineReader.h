@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "FileDescriptor.h"
+
 namespace emailservice {
 
 class LogCopyFile;
@@ -28,11 +30,10 @@ class LogLineReader {
 
   // Opens `path` for reading. Check isOpen().
   explicit LogLineReader(std::string const& path);
-  ~LogLineReader();
   LogLineReader(LogLineReader const&) = delete;
   LogLineReader& operator=(LogLineReader const&) = delete;
 
-  bool isOpen() const { return fd >= 0; }
+  bool isOpen() const { return fd.isOpen(); }
 
   // Reads the next line into the buffer, as much of it as fits. At the end of the input the line
   // is the text after the last line feed (empty when the input ends with one), unterminated. A
@@ -135,7 +136,7 @@ class LogLineReader {
   // Continues reading at `offset`; a failure counts as the end of the input.
   void rewindTo(off_t offset);
 
-  int fd;
+  FileDescriptor fd;
   bool rereadable = false;  // a regular file, which can be read again from an earlier position
   std::vector<char> buffer;
   std::size_t begin = 0;  // first unread byte
