@@ -62,8 +62,17 @@ bool LogCopyFile::write(char const* data, std::size_t size) {
 // before; EINVAL). Any refusal (ENOSYS, EXDEV, EINVAL, EOPNOTSUPP...) or error of one moves on to
 // the next, the last being the caller's read and write; so does the end, which the caller's read
 // confirms (some files that look regular, under /proc, report an end before their bytes).
+//
+// The kernel copies only where the source's and the copy's positions are the same distance from a
+// page boundary, so that it moves whole pages. Otherwise every page of the source lands on two of
+// the copy, which costs more than the caller's reading and writing (about a third more CPU on the
+// development machine; aligned, both cost the same), and the caller reads and writes.
 void LogCopyFile::copyFrom(int source, off_t& offset) {
-  if (!failed && endsInError([&] { return ::copy_file_range(source, &offset, fd.get(), nullptr, kKernelChunk, 0); })) {
+  off_t const position = ::lseek(fd.get(), 0, SEEK_CUR);
+  if (failed || position < 0 || (offset - position) % ::sysconf(_SC_PAGESIZE) != 0) {
+    return;
+  }
+  if (endsInError([&] { return ::copy_file_range(source, &offset, fd.get(), nullptr, kKernelChunk, 0); })) {
     endsInError([&] { return ::sendfile(fd.get(), source, &offset, kKernelChunk); });
   }
 }

@@ -75,20 +75,24 @@ constexpr long kMiddle = 1714521600 + 40000;  // the log's lines are a second ap
 
 // A log of about 3 MiB, whose last line has no line feed, kept on the work directory's file system
 // (so that copy_file_range can copy it) and linked from the card's log directory; and its copy
-// from kMiddle on, of which the kernel copies the last MiB or more.
-std::string writeLog() {
-  std::string log = "Date,Level,Message\n";
+// from kMiddle on, of which the kernel may copy the last MiB or more. A line without a stamp, dropped
+// with the older lines, makes what is dropped a whole number of pages (the kernel copies whole
+// pages), or one byte more.
+std::string writeLog(bool pagesDropped = true) {
+  std::string dropped;
   std::string kept;
   for (long second = 0; second < 80000; ++second) {
     char line[80];
     int const hour = static_cast<int>(second / 3600), minute = static_cast<int>(second / 60 % 60);
     std::snprintf(line, sizeof line, "2024-05-%02dT%02d:%02d:%02d.5,Info,line %ld\n", 1 + hour / 24, hour % 24, minute,
                   static_cast<int>(second % 60), second);
-    (second < 40000 ? log : kept) += line;
+    (second < 40000 ? dropped : kept) += line;
   }
   kept.pop_back();
+  auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  std::size_t const padding = 2 * page - dropped.size() % page + (pagesDropped ? 0 : 1);
   std::string const source = std::string(paths::kWorkDirectory) + "source.csv";
-  writeFile(source, log + kept);
+  writeFile(source, "Date,Level,Message\n" + std::string(padding - 1, '#') + "\n" + dropped + kept);
   std::filesystem::create_symlink(source, kLog);
   return "Date,Level,Message\n" + kept;
 }
@@ -130,6 +134,14 @@ TEST_F(LogCopyFileTest, KernelCopyFallsBackFromWhereItStoppedAndGivesTheSameByte
     EXPECT_EQ(copyRange.calls, c.copyRangeCalls) << c.what;
     EXPECT_EQ(sendFile.calls, c.sendfileCalls) << c.what;
   }
+}
+
+// Where the kernel would not move whole pages, it is not asked: the rest is read and written.
+TEST_F(LogCopyFileTest, KernelIsNotAskedWhereItWouldNotCopyWholePages) {
+  std::string const expected = writeLog(false);
+  logs.tailFromDate("logSystem.csv", kMiddle);
+  EXPECT_TRUE(readFile(kCopy) == expected);
+  EXPECT_EQ(copyRange.calls + sendFile.calls, 0U);
 }
 
 // A copy that outgrows what the file system lets it write is removed, whichever way the kernel
