@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "LongOptions.h"
+#include "UtcTime.h"
 
 namespace simulator {
 
@@ -204,16 +205,6 @@ std::string usageLine(OptionRow const& row) {
   return line + "\n";
 }
 
-// The date column the card's event service would give: now, in UTC.
-std::string now() {
-  std::time_t const seconds = std::time(nullptr);
-  std::tm broken{};
-  gmtime_r(&seconds, &broken);
-  char text[32];
-  std::size_t const length = std::strftime(text, sizeof text, "%F %T", &broken);
-  return std::string(text, length);
-}
-
 }  // namespace
 
 OptionParser::OptionParser(std::string maildir) : defaultMaildir(std::move(maildir)) {}
@@ -221,7 +212,8 @@ OptionParser::OptionParser(std::string maildir) : defaultMaildir(std::move(maild
 bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const {
   options = SimulatorOptions{};
   options.event.type = 0;
-  options.event.date = now();
+  // The date column the card's event service would give: now, in UTC.
+  options.event.date = emailservice::formatUtc(std::time(nullptr));
   options.event.level = EventLevel::Informational;
   options.event.state = 1;
   options.maildir = defaultMaildir;
