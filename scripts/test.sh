@@ -20,6 +20,9 @@ cmake --preset card-armhf
 cmake --build --preset card-armhf -j "$(nproc)"
 scripts/check-card-library.sh build/card-armhf
 
+echo "=== card build with a vendor SDK"
+tests/install/check_vendor_sdk.sh build/vendor-sdk
+
 echo "=== test-armhf build"
 cmake --preset test-armhf
 cmake --build --preset test-armhf -j "$(nproc)"
