@@ -88,5 +88,27 @@ for library in "$scratch"/build/src/libemailService.so.1 "$scratch"/build/src/ch
   readelf -d "$library" | grep -q 'NEEDED.*\[libcardplatform\.so\.1\]' || { echo "$library does not need the platform"; exit 1; }
 done
 scripts/check-card-library.sh "$scratch/build"
+
+# The same SDK through our toolchain file, given its sysroot and compiler prefix.
+cmake -S "$source" -B "$scratch/ours" -DCMAKE_TOOLCHAIN_FILE="$source/cmake/card-toolchain.cmake" -DCMAKE_SYSROOT="$sysroot" \
+  -DEMAILSERVICE_CROSS_PREFIX="$sdk/bin/$triplet-" -DCMAKE_BUILD_TYPE=MinSizeRel -DEMAILSERVICE_PLATFORM=card \
+  -DEMAILSERVICE_BUILD_TESTS=OFF -DEMAILSERVICE_CARD_INCLUDE_DIRS="$sysroot/usr/include/card" \
+  -DEMAILSERVICE_CARD_LIBRARIES=cardplatform >/dev/null
+grep -qxF "set(CMAKE_CXX_COMPILER \"$sdk/bin/$triplet-g++\")" "$scratch"/ours/CMakeFiles/*/CMakeCXXCompiler.cmake || { echo "not the SDK's compiler"; exit 1; }
+cmake --build "$scratch/ours" --parallel 2 >/dev/null
+scripts/check-card-library.sh "$scratch/ours"
+
+# A protoc of another protobuf release than the sysroot's is refused with both versions.
+printf '#!/bin/sh\necho "libprotoc 3.12.4"\n' >"$scratch/protoc-3.12.4"
+chmod +x "$scratch/protoc-3.12.4"
+if cmake -S "$source" -B "$scratch/mismatch" -DCMAKE_TOOLCHAIN_FILE="$sdk/toolchain.cmake" -DEMAILSERVICE_PLATFORM=card \
+  -DEMAILSERVICE_BUILD_TESTS=OFF -DProtobuf_PROTOC_EXECUTABLE="$scratch/protoc-3.12.4" >"$scratch/mismatch.log" 2>&1; then
+  echo "a mismatched protoc was accepted"; exit 1
+fi
+refusal=$(tr -s ' \n' '  ' <"$scratch/mismatch.log")
+case $refusal in
+  *"is protobuf 3.12.4, but the protobuf headers in $sysroot/usr/include are protobuf $(protoc --version | sed 's/^libprotoc //')"*) ;;
+  *) echo "the protoc mismatch is not told: $refusal"; exit 1 ;;
+esac
 rm -rf "$scratch"
 echo "the card's libraries build with a vendor SDK"
