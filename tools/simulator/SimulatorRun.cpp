@@ -4,13 +4,13 @@
 #include <ostream>
 
 #include "CardPaths.h"
-#include "CardPreparation.h"
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
+#include "simcard/CardPreparation.h"
 #include "simcard/SimulatedCard.h"
 
 namespace simulator {
@@ -72,7 +72,7 @@ int SimulatorRun::run() {
   std::string error;
   RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !lock.acquire(error) || !CardPreparation(state).prepare(error) ||
+  if (!loadCard(state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
       !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
