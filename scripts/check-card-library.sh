@@ -5,7 +5,7 @@
 # - holds none of the card's paths (work directory, log directory, measures directories) under
 #   another directory, as a build with a host path prefix would;
 # - is stripped and within its budget;
-# and the newest glibc symbol version they need is the floor that docs/card-build.md states.
+# and the newest glibc symbol version they need is the floor that README.md states.
 # Prints each library's stripped size and the glibc floor.
 # Usage: check-card-library.sh [BUILD_DIR]   (default: build/card-armhf)
 set -eu
@@ -49,6 +49,6 @@ for library in $libraries; do
   floor=$(printf '%s\n' "$floor" $needs | sort -uV | tail -n 1)
 done
 
-stated=$(sed -n 's/.*Oldest C library: glibc \([0-9][0-9.]*[0-9]\).*/\1/p' docs/card-build.md | head -n 1)
+stated=$(sed -n 's/.*Oldest C library: glibc \([0-9][0-9.]*[0-9]\).*/\1/p' README.md | head -n 1)
 echo "$me: oldest glibc $floor"
-[ "$floor" = "$stated" ] || fail "the libraries need glibc $floor but docs/card-build.md states glibc ${stated:-nothing}"
+[ "$floor" = "$stated" ] || fail "the libraries need glibc $floor but README.md states glibc ${stated:-nothing}"

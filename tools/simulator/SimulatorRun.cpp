@@ -7,6 +7,7 @@
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
+#include "dispatch/EventTypeRules.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
@@ -109,7 +110,7 @@ int SimulatorRun::fire(simcard::proto::CardState const& state) {
 
 // A test or periodic event is for the one configuration whose id is its code.
 void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const {
-  if (options.event.type != emailservice::EventType::Test && options.event.type != emailservice::EventType::Periodic) {
+  if (!emailservice::EventTypeRules::addressesOneConfiguration(options.event.type)) {
     return;
   }
   if (positionOfId(configurationList(state), options.event.code) > 0) {
