@@ -46,7 +46,7 @@ for library in $libraries; do
   echo "$me: $name: $size bytes stripped (budget $limit)"
   [ "$size" -le "$limit" ] || fail "$name is $size bytes stripped, over its budget of $limit"
   needs=$(readelf -W --version-info "$library" | grep -o 'GLIBC_[0-9][0-9.]*' | sed 's/^GLIBC_//')
-  floor=$(printf '%s\n' "$floor" $needs | sort -uV | tail -n 1)
+  floor=$(printf '%s\n' "$floor" "$needs" | sort -uV | tail -n 1)
 done
 
 stated=$(sed -n 's/.*Oldest C library: glibc \([0-9][0-9.]*[0-9]\).*/\1/p' README.md | head -n 1)

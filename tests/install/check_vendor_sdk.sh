@@ -5,7 +5,8 @@
 # - bin/: the compiler, named for the vendor's triplet, which calls the cross compiler bound to
 #   the SDK's sysroot (its headers and libraries only), and the binary tools of that triplet;
 # - sysroot/: the C library and C++ runtime, protobuf, and the card's platform: its headers
-#   (with dravo_config.pb.h) and a stub platform library that defines what the headers declare;
+#   (with dravo_config.pb.h) and a stub platform library that defines what the libraries take
+#   from the platform;
 # - toolchain.cmake: the SDK's own toolchain file, written as vendors write them.
 # Usage: check_vendor_sdk.sh SCRATCH_DIR [ARMHF_SYSROOT]   (the Debian sysroot gives protobuf's files;
 # default build/sysroot-armhf)
@@ -25,7 +26,7 @@ mkdir -p "$sdk/bin" "$sysroot/usr" "$sysroot/usr/include/card"
 
 # The C library, the C++ runtime and their headers; their linker scripts name the SDK's places.
 cp -R "/usr/$cross/include" "/usr/$cross/lib" "$sysroot/usr/"
-for script in $(grep -l 'GNU ld script' "$sysroot"/usr/lib/*.so); do
+grep -l 'GNU ld script' "$sysroot"/usr/lib/*.so | while read -r script; do
   sed -i "s|/usr/$cross/lib/|/usr/lib/|g" "$script"
 done
 ln -s libstdc++.so.6 "$sysroot/usr/lib/libstdc++.so"
@@ -110,5 +111,11 @@ case $refusal in
   *"is protobuf 3.12.4, but the protobuf headers in $sysroot/usr/include are protobuf $(protoc --version | sed 's/^libprotoc //')"*) ;;
   *) echo "the protoc mismatch is not told: $refusal"; exit 1 ;;
 esac
+# A card build with a host path prefix (left in the cache by an earlier configuration) is refused.
+if cmake -S "$source" -B "$scratch/ours" -DEMAILSERVICE_PATH_PREFIX=/tmp/my-card >"$scratch/prefix.log" 2>&1; then
+  echo "a card build took a path prefix"; exit 1
+fi
+grep -q 'EMAILSERVICE_PATH_PREFIX is ./tmp/my-card., but a library for the card' "$scratch/prefix.log" ||
+  { echo "the path prefix refusal is not told: $(cat "$scratch/prefix.log")"; exit 1; }
 rm -rf "$scratch"
 echo "the card's libraries build with a vendor SDK"
