@@ -99,6 +99,20 @@ grep -qxF "set(CMAKE_CXX_COMPILER \"$sdk/bin/$triplet-g++\")" "$scratch"/ours/CM
 cmake --build "$scratch/ours" --parallel 2 >/dev/null
 scripts/check-card-library.sh "$scratch/ours"
 
+# The check refuses a library holding a card path under a host directory, and one over its budget.
+doctored() { # LIBRARY SECTION_FILE EXPECTED_REFUSAL
+  cp "$1" "$1.good"
+  "$sdk/bin/$triplet-objcopy" --add-section ".doctored=$2" "$1"
+  if scripts/check-card-library.sh "$scratch/ours" >"$scratch/doctored.log" 2>&1 || ! grep -q "$3" "$scratch/doctored.log"; then
+    echo "check-card-library.sh does not refuse $1 with '$3':"; cat "$scratch/doctored.log"; exit 1
+  fi
+  mv "$1.good" "$1"
+}
+printf '/work/my-card/tmp/logMeasures/ups\0' >"$scratch/prefixed"
+doctored "$scratch/ours/src/libemailService.so.1.0.0" "$scratch/prefixed" 'holds card paths under another directory'
+head -c 4096 /dev/zero >"$scratch/padding"
+doctored "$scratch/ours/src/check/libemailServiceCheck.so.1.0.0" "$scratch/padding" 'over its budget of 32768'
+
 # A protoc of another protobuf release than the sysroot's is refused with both versions.
 printf '#!/bin/sh\necho "libprotoc 3.12.4"\n' >"$scratch/protoc-3.12.4"
 chmod +x "$scratch/protoc-3.12.4"
