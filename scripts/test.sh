@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs what is missing, then builds and runs the whole test suite three times: the normal
 # build, the AddressSanitizer + UndefinedBehaviorSanitizer build, and the build for the card's
-# 32-bit ARM under qemu-arm; and builds and checks the card's own library.
+# 32-bit ARM under qemu-arm; and builds and checks the card's own libraries, with Debian's cross compiler
+# and with a scratch vendor SDK (tests/install/check_vendor_sdk.sh).
 set -eu
 
 cd "$(dirname "$0")/.."
