@@ -15,13 +15,13 @@
 
 #include "CardCheck.h"
 #include "CardPaths.h"
-#include "CardPreparation.h"
+#include "UtcTime.h"
 #include "cdsapi/CdsAccessor.h"
 #include "emailservice/ConfigurationCheck.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "scenario.pb.h"
-#include "UtcTime.h"
+#include "simcard/CardPreparation.h"
 #include "support/CardTest.h"
 #include "zorvan/Exec.h"
 
@@ -161,7 +161,7 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
   }
   card().load(state);
   std::string error;
-  ASSERT_TRUE(simulator::CardPreparation(state).prepare(error)) << error;
+  ASSERT_TRUE(simcard::CardPreparation(state).prepare(error)) << error;
   if (c.no_work_directory()) {
     fs::remove_all(paths::kWorkDirectory);
   }
