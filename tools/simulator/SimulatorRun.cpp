@@ -4,7 +4,6 @@
 #include <ostream>
 
 #include "CardPaths.h"
-#include "CardPreparation.h"
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
@@ -12,6 +11,7 @@
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
+#include "simcard/CardPreparation.h"
 #include "simcard/SimulatedCard.h"
 
 namespace simulator {
@@ -73,7 +73,7 @@ int SimulatorRun::run() {
   std::string error;
   RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !lock.acquire(error) || !CardPreparation(state).prepare(error) ||
+  if (!loadCard(state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
       !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
