@@ -29,55 +29,57 @@ constexpr int kLastYear = kWideTime ? 9999 : 2037;
 // shows where the seconds end.
 constexpr std::size_t kStampCharacters = 20;
 
-// The canonical stamp's bytes, '0' standing for any digit.
-constexpr char kStampPattern[] = "0000-00-00T00:00:00";
+// The canonical stamp's largest bytes: a digit at most the one shown, the literals as they are.
+// Months, days and hours need a second look at their last digit.
+constexpr char kStampLimits[] = "9999-19-39T29:59:59";
 
-// Eight bytes of `text` as one word, in the machine's byte order. The checks below work on each
-// byte of a word apart and never carry from one byte into the next, so the order does not matter.
-std::uint64_t wordAt(char const* text) {
+// Eight bytes as one word, in the machine's byte order. The checks below work on each byte of a
+// word apart, so the order does not matter.
+std::uint64_t wordAt(void const* bytes) {
   std::uint64_t word = 0;
-  std::memcpy(&word, text, sizeof word);
+  std::memcpy(&word, bytes, sizeof word);
   return word;
 }
 
-// Whether the eight bytes at `text` hold a digit where kStampPattern's bytes at `at` hold '0', and
-// those same bytes elsewhere. Each byte, xor its pattern byte, must be 0 for a literal and 0 to 9
-// for a digit: its high four bits clear, and still clear after adding 6.
-bool matchesPatternAt(char const* text, std::size_t at) {
-  constexpr std::uint64_t kOnes = ~std::uint64_t{0} / 255;  // 0x0101...01
-  std::uint64_t digits = 0;  // 0x01 in every byte that holds a digit
-  for (std::size_t i = 0; i < sizeof digits; ++i) {
-    std::uint64_t const isDigit = kStampPattern[at + i] == '0' ? 1 : 0;
-    std::memcpy(reinterpret_cast<char*>(&digits) + i, &isDigit, 1);
+// The bytes that check each eight-byte word of a stamp: each byte, xor its pattern byte ('0' for
+// a digit), plus its adder, must keep the checked bits clear. A literal must match (adder 0, all
+// bits checked); a digit must be 0 up to its limit d (adder 15 - d, high four bits checked), so
+// that a larger value carries into the high bits. A byte that fails may carry into the next one,
+// which can only make that one fail too.
+struct StampCheck {
+  unsigned char pattern[3][8];
+  unsigned char adders[3][8];
+  unsigned char checked[3][8];
+};
+
+constexpr StampCheck makeStampCheck() {
+  StampCheck check{};
+  for (std::size_t word = 0; word < 3; ++word) {
+    for (std::size_t i = 0; i < 8; ++i) {
+      char const limit = kStampLimits[kWordStarts[word] + i];
+      bool const digit = limit >= '0' && limit <= '9';
+      check.pattern[word][i] = static_cast<unsigned char>(digit ? '0' : limit);
+      check.adders[word][i] = static_cast<unsigned char>(digit ? 15 - (limit - '0') : 0);
+      check.checked[word][i] = digit ? 0xF0 : 0xFF;
+    }
   }
-  std::uint64_t const bits = wordAt(text) ^ wordAt(kStampPattern + at);
-  std::uint64_t const checked = digits * 0xF0 | (kOnes - digits) * 0xFF;
-  return ((bits | (bits + digits * 6)) & checked) == 0;
+  return check;
 }
 
-// Eight bytes of `text` as a number whose first byte is the most significant: such numbers
-// compare as the bytes do. Written out, so that compilers make it one load and a byte swap.
-std::uint64_t bigEndianAt(char const* text) {
-  auto const byte = [text](int i, int shift) { return std::uint64_t{static_cast<unsigned char>(text[i])} << shift; };
-  return byte(0, 56) | byte(1, 48) | byte(2, 40) | byte(3, 32) | byte(4, 24) | byte(5, 16) | byte(6, 8) | byte(7, 0);
-}
+constexpr StampCheck kStampCheck = makeStampCheck();
 
 // The number that the two digits at `text` write.
 unsigned twoDigits(char const* text) {
   return static_cast<unsigned>(text[0] - '0') * 10 + static_cast<unsigned>(text[1] - '0');
 }
 
-unsigned lastDayOf(unsigned year, unsigned month) {
+// The last day of `month` in the year whose first two digits are `century` and last two
+// `yearOfCentury`: a year is a leap year when it divides by 4, and a century's first year when its
+// century does (2000, not 1900 or 2100).
+unsigned lastDayOf(unsigned century, unsigned yearOfCentury, unsigned month) {
   static constexpr unsigned char kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  bool const leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+  bool const leap = yearOfCentury != 0 ? yearOfCentury % 4 == 0 : century % 4 == 0;
   return kDays[month - 1] + (month == 2 && leap ? 1U : 0U);
-}
-
-// Writes `value` as `width` decimal digits, leading zeros included.
-void putDigits(char* at, int value, int width) {
-  for (int i = width - 1; i >= 0; --i, value /= 10) {
-    at[i] = static_cast<char>('0' + value % 10);
-  }
 }
 
 // The start of a line too long for the reader's buffer, each run of blanks shortened to one. It
@@ -112,15 +114,9 @@ LogDateCut::LogDateCut(long startTime, Reading reading) : fromTime(startTime) {
       fields.tm_year < kFirstYear - 1900 || fields.tm_year > kLastYear - 1900) {
     return;
   }
-  char text[] = "0000-00-00T00:00:00";
-  putDigits(text, fields.tm_year + 1900, 4);
-  putDigits(text + 5, fields.tm_mon + 1, 2);
-  putDigits(text + 8, fields.tm_mday, 2);
-  putDigits(text + 11, fields.tm_hour, 2);
-  putDigits(text + 14, fields.tm_min, 2);
-  putDigits(text + 17, fields.tm_sec, 2);
-  for (std::size_t i = 0; i < 3; ++i) {
-    fromWords[i] = bigEndianAt(text + kWordStarts[i]);
+  // Years before 1000 are written with fewer than four digits: their cuts go to the parser.
+  if (std::strftime(fromText, sizeof fromText, "%Y-%m-%dT%H:%M:%S", &fields) != kStampLength) {
+    return;
   }
   byBytes = true;
 }
@@ -130,20 +126,22 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
     return false;
   }
   char const* const s = text.data();
-  for (std::size_t const at : kWordStarts) {
-    if (!matchesPatternAt(s + at, at)) {
+  for (std::size_t i = 0; i < 3; ++i) {
+    std::uint64_t const bits = wordAt(s + kWordStarts[i]) ^ wordAt(kStampCheck.pattern[i]);
+    if (((bits | (bits + wordAt(kStampCheck.adders[i]))) & wordAt(kStampCheck.checked[i])) != 0) {
       return false;
     }
   }
-  // The digits' values: a minute or a second is at most 59 when its first digit is at most 5.
   unsigned const month = twoDigits(s + 5);
   unsigned const day = twoDigits(s + 8);
-  if (month < 1 || month > 12 || day < 1 || twoDigits(s + 11) > 23 || s[14] > '5' || s[17] > '5') {
+  if (month < 1 || month > 12 || day < 1 || twoDigits(s + 11) > 23) {
     return false;
   }
-  unsigned const year = twoDigits(s) * 100 + twoDigits(s + 2);
-  bool const yearFits = kWideTime || (static_cast<int>(year) >= kFirstYear && static_cast<int>(year) <= kLastYear);
-  return yearFits && (day <= 28 || day <= lastDayOf(year, month));
+  unsigned const century = twoDigits(s);
+  unsigned const yearOfCentury = twoDigits(s + 2);
+  auto const year = static_cast<int>(century * 100 + yearOfCentury);
+  bool const yearFits = kWideTime || (year >= kFirstYear && year <= kLastYear);
+  return yearFits && (day <= 28 || day <= lastDayOf(century, yearOfCentury, month));
 }
 
 // A line that does not start with a timestamp has no time at all: it never ends the scan, and is
@@ -151,22 +149,10 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
 // parser stops before any "." anyway, so the line can be handed over as it is.
 bool LogDateCut::isStampedFrom(std::string_view text) const {
   if (byBytes && hasCanonicalStamp(text)) {
-    return isBytewiseFrom(text.data());
+    return std::memcmp(text.data(), fromText, kStampLength) >= 0;
   }
   std::optional<std::int64_t> const stamp = parseLogTimestamp(text);
   return stamp.has_value() && fromTime <= *stamp;
-}
-
-// The stamp's 19 bytes compared with the start time's as three overlapping words: bytes 0-7,
-// 8-15 and 11-18.
-bool LogDateCut::isBytewiseFrom(char const* stamp) const {
-  for (std::size_t i = 0; i < 2; ++i) {
-    std::uint64_t const word = bigEndianAt(stamp + kWordStarts[i]);
-    if (word != fromWords[i]) {
-      return word > fromWords[i];
-    }
-  }
-  return bigEndianAt(stamp + kWordStarts[2]) >= fromWords[2];
 }
 
 // Passes over the lines before the first one stamped at or after the start, and stops at the text
@@ -177,13 +163,9 @@ void LogDateCut::skipOlderLines(LogLineReader& input) const {
     if (input.skipBufferedLinesUntil(isFrom)) {
       return;
     }
+    // Reads on: a line found whole is left to the loop above.
     LogLineReader::LineStart const line = input.peekLine();
-    if (line.terminated) {
-      if (isStampedFrom(line.text)) {
-        return;
-      }
-      input.skipLine();
-    } else if (line.whole || isStampedFrom(stampTextOf(input)) || !input.skipLine()) {
+    if (!line.terminated && (line.whole || isStampedFrom(stampTextOf(input)) || !input.skipLine())) {
       return;  // the text after the last line feed, or a long line kept or ending the input
     }
   }

@@ -12,7 +12,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -39,14 +38,11 @@ class LogDateCut {
   static bool hasCanonicalStamp(std::string_view text);
 
  private:
-  bool isBytewiseFrom(char const* stamp) const;
   void skipOlderLines(LogLineReader& input) const;
 
   long fromTime;
   bool byBytes = false;  // the start time has a canonical text, and stamps are read by their bytes
-  // The start time written "YYYY-MM-DDTHH:MM:SS", as the numbers of its bytes 0-7, 8-15 and 11-18
-  // (first byte most significant).
-  std::uint64_t fromWords[3] = {};
+  char fromText[20] = {};  // the start time written "YYYY-MM-DDTHH:MM:SS"
 };
 
 }  // namespace emailservice

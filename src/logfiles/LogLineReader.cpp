@@ -120,8 +120,7 @@ bool LogLineReader::fill() {
 bool LogLineReader::drainTo(LogCopyFile& copy) {
   openLine = 0;
   if (rereadable && !atEnd) {
-    std::size_t const size = end - begin;
-    if (size > 0 && !copy.write(buffer.data() + begin, size)) {
+    if (!copy.write(buffer.data() + begin, end - begin)) {
       return false;
     }
     off_t offset = readOffset;
