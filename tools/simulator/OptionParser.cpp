@@ -30,6 +30,8 @@ enum Key : int {
   kLogConfig,
   kCheck,
   kVersion,
+  kOutbox,
+  kRetry,
 };
 
 tools::LongOptions const& optionTable() {
@@ -45,6 +47,8 @@ tools::LongOptions const& optionTable() {
                                          {"log", false, kLog},
                                          {"log-config", true, kLogConfig},
                                          {"check", false, kCheck},
+                                         {"outbox", false, kOutbox},
+                                         {"retry", false, kRetry},
                                          {"help", false, 'h'},
                                          {"version", false, kVersion}});
   return table;
@@ -139,12 +143,12 @@ bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions&
 
 // Whether a command line that parsed says enough for a run.
 bool OptionParser::complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error) {
-  if (options.help || options.version) {
+  if (options.help || options.version || options.listOutbox) {
     return true;
   }
   if (options.cardFile.empty()) {
     error = "no card file: give --card FILE";
-  } else if (!typeGiven) {
+  } else if (!typeGiven && !options.retryOnly) {
     error = "no event type: give --type periodic|card|ups|test|NUMBER";
   } else if (!options.smtpUrl.empty() && maildirGiven) {
     error = "--maildir and --smtp exclude each other";
@@ -167,6 +171,12 @@ bool OptionParser::apply(int key, std::string const& value, SimulatorOptions& op
       break;
     case kCheck:
       options.check = true;
+      break;
+    case kOutbox:
+      options.listOutbox = true;
+      break;
+    case kRetry:
+      options.retryOnly = true;
       break;
     case kCard:
       options.cardFile = value;
@@ -213,6 +223,12 @@ bool OptionParser::apply(int key, std::string const& value, SimulatorOptions& op
 std::string OptionParser::usage(std::string const& program, std::string const& defaultMaildir) {
   return "Usage: " + program +
          " --card FILE [--check] --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
+         "       " +
+         program +
+         " --card FILE --retry [delivery]\n"
+         "       " +
+         program +
+         " --outbox\n"
          "\n"
          "Fires one event at the e-mail service of a simulated card, as the card's event service would,\n"
          "and reports the result. The card file describes the card: its records (EMAIL_CONFIGURATION,\n"
@@ -243,6 +259,13 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "                         and print the card's log\n"
          "  --log-config ID        the configuration named in that entry (default: the one whose id is the\n"
          "                         event's code, else the first one after the template)\n"
+         "\n"
+         "Outbox (a library built with EMAILSERVICE_OUTBOX or the hardened profile):\n"
+         "  --outbox               list the e-mails kept because they could not be sent (configuration,\n"
+         "                         subject, recipients, attempts, first attempt, last reason), and nothing else\n"
+         "  --retry                send the kept e-mails again, as the card's service does from a timer,\n"
+         "                         instead of firing an event (no --type)\n"
+         "\n"
          "  -h, --help             this text\n"
          "  --version              the version of the e-mail service library\n"
          "\n"
@@ -250,7 +273,9 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "read in any case.\n"
          "\n"
          "Exit status: 0 for Success and TestEmailSucceeded, 1 for TestEmailFailed and SendError,\n"
-         "2 for a bad command line or card file.\n";
+         "2 for a bad command line or card file, 3 for Success or TestEmailSucceeded although an e-mail\n"
+         "of the event was not sent (a later configuration succeeded; with the outbox it is kept).\n"
+         "--retry: 0 when nothing stays kept, 1 otherwise. --outbox: 0, or 2 without the outbox.\n";
 }
 
 }  // namespace simulator
