@@ -23,13 +23,27 @@ foreach(suite DeliveryTest RefusedDeliveryTest FaultTest OutboxTest)
 endforeach()
 
 # The command lines of emailservice-check and of the simulator, and the findings of the example
-# card and of a card full of mistakes.
+# card and of a card full of mistakes. --version names the build's profile, given to the test with
+# its line feeds written \n.
+set(profile_hardened no)
+if(EMAILSERVICE_HARDENED_SUBMISSION)
+  set(profile_hardened yes)
+endif()
+set(profile_outbox no)
+if(EMAILSERVICE_OUTBOX)
+  set(profile_outbox yes)
+endif()
+set(profile_prefix "(none)")
+if(NOT EMAILSERVICE_PATH_PREFIX STREQUAL "")
+  set(profile_prefix "${EMAILSERVICE_PATH_PREFIX}")
+endif()
+set(profile_text "hardened: ${profile_hardened}\\noutbox: ${profile_outbox}\\npath prefix: ${profile_prefix}\\n")
 add_test(NAME check.CommandLines
   COMMAND ${EMAILSERVICE_TEST_LAUNCHER} /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/check/command_lines_test.py)
 set_tests_properties(check.CommandLines PROPERTIES
   ${EMAILSERVICE_TEST_LOCK}
   TIMEOUT 600
-  ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};VERSION=${PROJECT_VERSION}")
+  ENVIRONMENT "CHECK=$<TARGET_FILE:emailservice-check>;SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};VERSION=${PROJECT_VERSION};PROFILE=${profile_text}")
 
 # The installed package: library, headers, CMake package and pkg-config files, used by a consumer,
 # and the library built in card mode against the simulated card laid out as a card SDK. A cross

@@ -2,6 +2,7 @@
 
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/OobAccessor.h"
+#include "dispatch/EventTypeRules.h"
 #include "dravo_config.pb.h"
 #include "emailservice/EmailConfig.h"
 
@@ -17,7 +18,7 @@ namespace emailservice {
 
 namespace {
 
-// Only the configuration that a Test or Periodic event addresses answers with these codes.
+// Only the configuration that an event addresses (EventTypeRules) answers with these codes.
 bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || code == ErrorCode::TestEmailFailed; }
 
 }  // namespace
@@ -49,7 +50,8 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
       if (endsWalk(result)) {
         break;
       }
-    } else if (event.type == EventType::Test && configuration.id().value() == event.code) {
+    } else if (EventTypeRules::failsAtDisabled(event.type) &&
+               EventTypeRules::addresses(event, configuration.id().value())) {
       // A test asked of a disabled configuration fails, and no other configuration answers it.
       result = ErrorCode::TestEmailFailed;
       break;

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "BuildProfile.h"
 #include "CardCheck.h"
 #include "LongOptions.h"
 
@@ -23,7 +24,7 @@ std::string usage(std::string const& program) {
          "\n"
          "  --json       the findings as JSON\n"
          "  -h, --help   this text\n"
-         "  --version    the version of the e-mail service library\n"
+         "  --version    the version of the e-mail service library and the build's profile\n"
          "\n"
          "Exit status: 0 without errors (warnings and notes allowed), 1 with errors, 2 when the card file\n"
          "cannot be read or the command line is not usable.\n";
@@ -56,7 +57,7 @@ int main(int argc, char** argv) {
     return kExitUnusable;
   }
   if (help || version) {
-    std::cout << (help ? usage(program) : "emailservice-check (libemailService) " EMAILSERVICE_VERSION "\n");
+    std::cout << (help ? usage(program) : tools::BuildProfile::versionText("emailservice-check"));
     return 0;
   }
   tools::CardCheck check(files.front());

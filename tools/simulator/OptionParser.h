@@ -37,7 +37,6 @@ class OptionParser final {
   static std::string usage(std::string const& program, std::string const& defaultMaildir);
 
  private:
-  bool apply(int key, std::string const& value, SimulatorOptions& options, std::string& error) const;
   static bool complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error);
 
   std::string defaultMaildir;

@@ -9,6 +9,7 @@
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
+#include "dispatch/EventTypeRules.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
@@ -183,7 +184,7 @@ int SimulatorRun::listOutbox() {
 
 // A test or periodic event is for the one configuration whose id is its code.
 void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const {
-  if (options.event.type != emailservice::EventType::Test && options.event.type != emailservice::EventType::Periodic) {
+  if (!emailservice::EventTypeRules::addressesOneConfiguration(options.event.type)) {
     return;
   }
   if (positionOfId(configurationList(state), options.event.code) > 0) {
