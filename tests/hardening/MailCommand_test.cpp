@@ -287,6 +287,27 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   EXPECT_THAT(entries[4], HasSubstr("42: Kept email for Office configuration delivered (attempt 2, first attempt 20"));
 }
 
+// Two calls at once keep one whole e-mail each; a retry from a timer at the same moment as another
+// sends each kept e-mail once.
+TEST_F(MailCommandTest, CallsAtOnceKeepAndDeliverEachEmailOnce) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_SENT", "1", 1);
+  setenv("HARDENING_FAULT", "exit", 1);
+  std::thread first([] { EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError); });
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  first.join();
+  ASSERT_EQ(Outbox::list().size(), 2U);
+  unsetenv("HARDENING_FAULT");
+  std::thread timer([] { Outbox::retry(); });
+  Outbox::retry();
+  timer.join();
+  std::string const sent = readFile(record + ".sent");
+  for (auto const* alarm : {"first", "second"}) {
+    EXPECT_EQ(sent.find(alarm), sent.rfind(alarm)) << sent;
+    EXPECT_NE(sent.find(alarm), std::string::npos) << sent;
+  }
+}
+
 // A reason in the card's log: control characters replaced, at most 200 bytes, never half a letter.
 TEST(OutboxLogTest, ReasonsArePrintableAndShort) {
   std::string const letters(99, 'a');
