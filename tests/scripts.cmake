@@ -52,7 +52,12 @@ set_tests_properties(check.CommandLines PROPERTIES
 if(NOT EMAILSERVICE_SANITIZE)
   set(nested_args)
   if(CMAKE_TOOLCHAIN_FILE)
-    set(nested_args "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE} -DEMAILSERVICE_ARMHF_SYSROOT=${EMAILSERVICE_ARMHF_SYSROOT}")
+    set(nested_args "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE} -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}")
+    foreach(variable CMAKE_SYSROOT EMAILSERVICE_ARMHF_SYSROOT)
+      if(${variable})
+        string(APPEND nested_args " -D${variable}=${${variable}}")
+      endif()
+    endforeach()
   endif()
   add_test(NAME install.PackageIsUsable
     COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/install/check_install.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}

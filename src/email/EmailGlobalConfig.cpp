@@ -5,6 +5,8 @@
 #include <fstream>
 
 #include "CardPaths.h"
+#include "DeviceNumbers.h"
+#include "UtcTime.h"
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/InBandAccessor.h"
 #include "cdsapi/OobAccessor.h"
@@ -16,9 +18,12 @@ namespace emailservice {
 
 namespace {
 
-// Device numbers of the data store.
-constexpr unsigned long long kCommunicationModule = 1;
-constexpr unsigned long long kMonitoredDevice = 20;
+// The clock's seconds as the `long` that formatTime takes. A template, so that the cast is not a
+// useless one where time_t already is long, and stays explicit where time_t is wider.
+template <typename Time>
+long toSeconds(Time seconds) {
+  return static_cast<long>(seconds);
+}
 
 constexpr char const kPartNumberChannel[] = "PowerDistribution.Attribute.PartNumber";
 constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
@@ -74,17 +79,9 @@ std::string EmailGlobalConfig::systemName() {
   return inband.getDevicePhysicalName(kMonitoredDevice);
 }
 
-std::string EmailGlobalConfig::formatTime(long utcSeconds) {
-  std::time_t const time = utcSeconds;
-  std::tm brokenDown{};
-  // A time that does not fit the calendar gives the empty text rather than a null dereference.
-  if (gmtime_r(&time, &brokenDown) == nullptr) {
-    return "";
-  }
-  char buffer[100];
-  std::size_t const length = std::strftime(buffer, sizeof buffer, "%F %T", &brokenDown);
-  return std::string(buffer, length);
-}
+std::string EmailGlobalConfig::formatTime(long utcSeconds) { return formatUtc(utcSeconds); }
+
+std::string EmailGlobalConfig::formatNow() { return formatTime(toSeconds(std::time(nullptr))); }
 
 void EmailGlobalConfig::escapeSubjectChars() {
   try {

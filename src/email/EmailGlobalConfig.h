@@ -48,6 +48,8 @@ class EmailGlobalConfig {
   std::string systemName();
   // "%F %T" in UTC; the empty text when the time cannot be formatted.
   static std::string formatTime(long utcSeconds);
+  // The current time as formatTime writes it.
+  static std::string formatNow();
   // Escapes double quotes and backslashes with a backslash and turns backquotes into single
   // quotes, so that the subject can stand inside a double-quoted shell word.
   void escapeSubjectChars();
@@ -71,6 +73,10 @@ class EmailGlobalConfig {
 #endif
 
  protected:
+  // How many of the most recent entries a log attachment holds, where a kind attaches the recent
+  // ones (alarm, exception and test e-mails).
+  static constexpr unsigned int kRecentLogEntries = 25;
+
   cdsapi::CdsAccessor& cdsAccessor;
   EmailEvent const& event;
   EventLogFile& eventLogFile;

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/FileDescriptor.h"
+
 namespace emailservice {
 
 namespace {
@@ -24,10 +26,7 @@ std::string systemError(std::string const& what, std::string const& path) {
 // Writes all of `data`, through interruptions and short writes.
 bool writeAll(int fd, char const* data, std::size_t length) {
   while (length > 0) {
-    ssize_t const written = ::write(fd, data, length);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
+    ssize_t const written = retryOnInterrupt([&] { return ::write(fd, data, length); });
     if (written <= 0) {
       return false;
     }
@@ -37,22 +36,6 @@ bool writeAll(int fd, char const* data, std::size_t length) {
   return true;
 }
 
-class Descriptor final {
- public:
-  explicit Descriptor(int opened) : fd(opened) {}
-  ~Descriptor() {
-    if (fd >= 0) {
-      ::close(fd);
-    }
-  }
-  Descriptor(Descriptor const&) = delete;
-  Descriptor& operator=(Descriptor const&) = delete;
-  int get() const { return fd; }
-
- private:
-  int fd;
-};
-
 int createFile(std::string const& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
 }
@@ -60,7 +43,7 @@ int createFile(std::string const& path) {
 }  // namespace
 
 bool DurableFiles::write(std::string const& path, std::string const& content, std::string& error) {
-  Descriptor const file(createFile(path));
+  FileDescriptor const file(createFile(path));
   if (file.get() < 0 || !writeAll(file.get(), content.data(), content.size()) || ::fsync(file.get()) != 0) {
     error = systemError("cannot write", path);
     return false;
@@ -69,13 +52,13 @@ bool DurableFiles::write(std::string const& path, std::string const& content, st
 }
 
 bool DurableFiles::copy(std::string const& from, std::string const& to, std::uint64_t& bytes, std::string& error) {
-  Descriptor const source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  FileDescriptor const source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   struct stat status {};
   if (source.get() < 0 || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     error = systemError("cannot read", from);
     return false;
   }
-  Descriptor const target(createFile(to));
+  FileDescriptor const target(createFile(to));
   if (target.get() < 0) {
     error = systemError("cannot write", to);
     return false;
@@ -83,10 +66,7 @@ bool DurableFiles::copy(std::string const& from, std::string const& to, std::uin
   std::vector<char> block(kBlock);
   bytes = 0;
   for (;;) {
-    ssize_t const got = ::read(source.get(), block.data(), block.size());
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
+    ssize_t const got = retryOnInterrupt([&] { return ::read(source.get(), block.data(), block.size()); });
     if (got < 0) {
       error = systemError("cannot read", from);
       return false;
@@ -108,7 +88,7 @@ bool DurableFiles::copy(std::string const& from, std::string const& to, std::uin
 }
 
 bool DurableFiles::read(std::string const& path, std::uint64_t limit, std::string& content) {
-  Descriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  FileDescriptor const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   struct stat status {};
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       static_cast<std::uint64_t>(status.st_size) > limit) {
@@ -117,10 +97,7 @@ bool DurableFiles::read(std::string const& path, std::uint64_t limit, std::strin
   content.clear();
   std::vector<char> block(kBlock);
   for (;;) {
-    ssize_t const got = ::read(file.get(), block.data(), block.size());
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
+    ssize_t const got = retryOnInterrupt([&] { return ::read(file.get(), block.data(), block.size()); });
     if (got <= 0) {
       return got == 0;
     }
@@ -129,7 +106,7 @@ bool DurableFiles::read(std::string const& path, std::uint64_t limit, std::strin
 }
 
 void DurableFiles::syncDirectory(std::string const& path) {
-  Descriptor const directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor const directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory.get() >= 0) {
     ::fsync(directory.get());
   }

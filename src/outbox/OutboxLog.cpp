@@ -2,9 +2,8 @@
 
 #include "outbox/OutboxLog.h"
 
-#include <ctime>
-
 #include "cdsapi/dataLog.h"
+#include "common/UtcTime.h"
 
 namespace emailservice {
 
@@ -12,16 +11,6 @@ namespace {
 
 void logEntry(int eventId, cdsapi::syslog_severity severity, std::string const& message) {
   cdsapi::dataLog::logMessage(cdsapi::enLogCategoryEmail, eventId, 0, severity, "", 0, message);
-}
-
-// "%F %T" in UTC, as the bodies write times; a 64-bit time on the card as well.
-std::string utcTime(std::time_t seconds) {
-  std::tm brokenDown{};
-  char text[32];
-  if (gmtime_r(&seconds, &brokenDown) == nullptr) {
-    return "";
-  }
-  return std::string(text, std::strftime(text, sizeof text, "%F %T", &brokenDown));
 }
 
 std::string configuration(char const* opening, std::string const& name) {
@@ -44,7 +33,7 @@ void OutboxLog::notSentAgain(std::string const& name, std::int32_t attempt, std:
 void OutboxLog::delivered(std::string const& name, std::int32_t attempt, std::int64_t firstAttempt) {
   logEntry(kDelivered, cdsapi::SEVERITY_INFORMATIONAL,
            configuration("Kept email for ", name) + " delivered (attempt " + std::to_string(attempt) +
-               ", first attempt " + utcTime(firstAttempt) + ")");
+               ", first attempt " + formatUtc(firstAttempt) + ")");
 }
 
 void OutboxLog::givenUp(std::string const& name, std::int32_t attempts, std::string const& why) {

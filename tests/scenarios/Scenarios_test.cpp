@@ -15,12 +15,13 @@
 
 #include "CardCheck.h"
 #include "CardPaths.h"
-#include "CardPreparation.h"
+#include "UtcTime.h"
 #include "cdsapi/CdsAccessor.h"
 #include "emailservice/ConfigurationCheck.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "scenario.pb.h"
+#include "simcard/CardPreparation.h"
 #include "support/CardTest.h"
 #include "zorvan/Exec.h"
 
@@ -92,14 +93,6 @@ dravo::proto::EmailConfigurationList* configurationList(simcard::proto::CardStat
   return nullptr;
 }
 
-std::string nowUtc() {
-  std::time_t const now = std::time(nullptr);
-  std::tm fields{};
-  gmtime_r(&now, &fields);
-  char text[32];
-  return std::string(text, std::strftime(text, sizeof text, "%F %T", &fields));
-}
-
 // `expected` with each "{NOW}" replaced by the text at the same place of `actual`, which must be
 // a time between `before` and `after` ("%F %T": they compare as texts); `inTime` says whether all were.
 std::string withTimesOf(std::string const& actual, std::string const& expected, std::string const& before,
@@ -168,7 +161,7 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
   }
   card().load(state);
   std::string error;
-  ASSERT_TRUE(simulator::CardPreparation(state).prepare(error)) << error;
+  ASSERT_TRUE(simcard::CardPreparation(state).prepare(error)) << error;
   if (c.no_work_directory()) {
     fs::remove_all(paths::kWorkDirectory);
   }
@@ -253,7 +246,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
   EmailEvent const event{e.type(), "2024-05-01 13:07:42", e.level(), e.code(), e.state(),
                          e.has_description() ? e.description() : "On battery"};
   cdsapi::CdsAccessor accessor;
-  std::string const before = nowUtc();
+  std::string const before = formatUtc(std::time(nullptr));
   ::testing::internal::CaptureStdout();
   bool threw = false;
   ErrorCode result = ErrorCode::Success;
@@ -265,7 +258,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
     threw = true;
   }
   std::string const printed = ::testing::internal::GetCapturedStdout();
-  std::string const after = nowUtc();
+  std::string const after = formatUtc(std::time(nullptr));
   fs::current_path(directory);
   if (c.has_report()) {
     EmailConfig(accessor, event, configurationList(state)->configurations(c.report())).logError(result);

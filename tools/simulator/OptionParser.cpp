@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "LongOptions.h"
+#include "UtcTime.h"
 
 namespace simulator {
 
@@ -197,29 +198,23 @@ tools::LongOptions const& optionTable() {
   return table;
 }
 
-// "  --card FILE            the card file ...": the option and its value in a column of 23,
-// the help after it, its further lines under its first.
+// "  --card FILE            the card file ...": the option and its value padded to kLabelWidth
+// between two blanks on each side, the help after them, its further lines under its first.
+constexpr std::size_t kLabelWidth = 21;
+constexpr std::size_t kHelpColumn = 2 + kLabelWidth + 2;
+
 std::string usageLine(OptionRow const& row) {
   std::string label =
       row.letter != 0 ? std::string("-") + row.letter + ", --" + row.name : std::string("--") + row.name;
   if (row.value != nullptr) {
     label += std::string(" ") + row.value;
   }
-  std::string line = "  " + label + std::string(label.size() < 21 ? 21 - label.size() : 0, ' ') + "  ";
+  std::string line =
+      "  " + label + std::string(label.size() < kLabelWidth ? kLabelWidth - label.size() : 0, ' ') + "  ";
   for (char const c : row.help) {
-    line += c == '\n' ? "\n" + std::string(25, ' ') : std::string(1, c);
+    line += c == '\n' ? "\n" + std::string(kHelpColumn, ' ') : std::string(1, c);
   }
   return line + "\n";
-}
-
-// The date column the card's event service would give: now, in UTC.
-std::string now() {
-  std::time_t const seconds = std::time(nullptr);
-  std::tm broken{};
-  gmtime_r(&seconds, &broken);
-  char text[32];
-  std::size_t const length = std::strftime(text, sizeof text, "%F %T", &broken);
-  return std::string(text, length);
 }
 
 }  // namespace
@@ -229,7 +224,8 @@ OptionParser::OptionParser(std::string maildir) : defaultMaildir(std::move(maild
 bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const {
   options = SimulatorOptions{};
   options.event.type = 0;
-  options.event.date = now();
+  // The date column the card's event service would give: now, in UTC.
+  options.event.date = emailservice::formatUtc(std::time(nullptr));
   options.event.level = EventLevel::Informational;
   options.event.state = 1;
   options.maildir = defaultMaildir;

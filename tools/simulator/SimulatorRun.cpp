@@ -1,11 +1,9 @@
 #include "SimulatorRun.h"
 
-#include <ctime>
 #include <exception>
 #include <ostream>
 
 #include "CardPaths.h"
-#include "CardPreparation.h"
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
@@ -13,9 +11,11 @@
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
+#include "simcard/CardPreparation.h"
 #include "simcard/SimulatedCard.h"
 
 #ifdef EMAILSERVICE_OUTBOX
+#include "common/UtcTime.h"
 #include "emailservice/Outbox.h"
 #endif
 
@@ -82,7 +82,7 @@ int SimulatorRun::run() {
   std::string error;
   RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !lock.acquire(error) || !CardPreparation(state).prepare(error) ||
+  if (!loadCard(state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
       !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
@@ -137,17 +137,6 @@ void SimulatorRun::printLibraryEntries(std::size_t first) {
 
 #ifdef EMAILSERVICE_OUTBOX
 
-namespace {
-
-std::string utcTime(std::time_t seconds) {
-  std::tm brokenDown{};
-  char text[32];
-  gmtime_r(&seconds, &brokenDown);
-  return std::string(text, std::strftime(text, sizeof text, "%F %T", &brokenDown));
-}
-
-}  // namespace
-
 int SimulatorRun::retry() {
   std::size_t const before = simcard::SimulatedCard::instance().cardLog().size();
   ErrorCode const result = emailservice::Outbox::retry();
@@ -162,7 +151,7 @@ int SimulatorRun::listOutbox() {
   for (auto const& email : kept) {
     out << "  Configuration " << email.configurationId << " (" << email.configurationName << ")  To: "
         << email.recipients << "  Subject: " << email.subject << "\n    Attempts: " << email.attempts
-        << "  First attempt: " << utcTime(email.firstAttempt)
+        << "  First attempt: " << emailservice::formatUtc(email.firstAttempt)
         << " UTC  Last reason: " << email.lastReason << "\n";
   }
   return 0;
