@@ -3,7 +3,8 @@
 # sudo) when something is missing.
 #
 #   scripts/install-deps.sh main    what the main job needs (scripts/run-example.sh): the build,
-#                                   Protocol Buffers, and s-nail for the card's sendemail stand-in
+#                                   Protocol Buffers, s-nail for the card's sendemail stand-in, and
+#                                   aiosmtpd for the SMTP server on the loopback
 #   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
 #                                   cross build and the emulator that runs its tests included
 #   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
@@ -20,12 +21,12 @@ protobuf-compiler
 libprotobuf-dev
 s-nail
 python3
+python3-aiosmtpd
 "
 TEST_PACKAGES="
 googletest
 libgtest-dev
 libgmock-dev
-python3-aiosmtpd
 "
 TOOL_PACKAGES="
 clang

@@ -5,13 +5,21 @@ string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-foreach(suite DeliveryTest RefusedDeliveryTest FaultTest)
+# The outbox's tests use a simulator built with the outbox: the library's own in such a build, else
+# the one on the hardened profile that the tests build beside it.
+set(outbox_simulator)
+if(TARGET emailservice-simulator-hardened)
+  set(outbox_simulator $<TARGET_FILE:emailservice-simulator-hardened>)
+elseif(EMAILSERVICE_HARDENED_SUBMISSION OR EMAILSERVICE_OUTBOX)
+  set(outbox_simulator $<TARGET_FILE:emailservice-simulator>)
+endif()
+foreach(suite DeliveryTest RefusedDeliveryTest FaultTest OutboxTest)
   add_test(NAME endtoend.${suite}
     COMMAND ${EMAILSERVICE_TEST_LAUNCHER} /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/endtoend/simulator_smtp_test.py ${suite})
   set_tests_properties(endtoend.${suite} PROPERTIES
     ${EMAILSERVICE_TEST_LOCK}
     TIMEOUT 600
-    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
+    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;SIMULATOR_OUTBOX=${outbox_simulator};EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
 
 # The command lines of emailservice-check and of the simulator, and the findings of the example

@@ -18,6 +18,13 @@
 #include "logfiles/UpsEventLogFile.h"
 #include "utils/Helper.h"
 
+#ifdef EMAILSERVICE_OUTBOX
+#include <ctime>
+
+#include "outbox/OutboxLog.h"
+#include "outbox/OutboxStore.h"
+#endif
+
 namespace emailservice {
 
 namespace {
@@ -129,6 +136,33 @@ class KindRelease final {
   std::unique_ptr<EmailGlobalConfig>& kind;
 };
 
+#ifdef EMAILSERVICE_OUTBOX
+// Logs why the e-mail that `kind` composed was not sent, and keeps it for a later attempt: its body
+// and attachments are copied now, since the next dispatch rewrites or removes the work files.
+void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
+                     std::string const& recipients) {
+  std::string const& name = configuration.name().value();
+  OutboxLog::notSent(name, kind.getFailureReason());
+  FailedEmail email;
+  email.record.configurationId = configuration.id().value();
+  email.record.configurationName = name;
+  email.record.subject = kind.getSubject();
+  email.record.recipients = recipients;
+  email.record.firstAttempt = std::time(nullptr);
+  email.record.attempts = 1;
+  email.record.lastReason = OutboxLog::printable(kind.getFailureReason(), OutboxLog::kReasonBytes);
+  email.bodyFile = kind.getMessageFileName();
+  std::vector<std::string> attachments;
+  utils::Helper::split(kind.getAttachments(), " ", attachments);
+  for (auto const& path : attachments) {
+    if (!path.empty()) {
+      email.attachments.push_back(path);
+    }
+  }
+  OutboxStore().keep(email);
+}
+#endif
+
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
 // The id ends up in the path of the body work file: only a plain name keeps that file inside the
 // work directory and names no other file (not empty, not "." or "..", no "/", no NUL or other
@@ -209,6 +243,11 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
   // The list-level flag hides the address for every configuration; otherwise each decides.
   selectedEmail->setHideIpAddress(hideIpAddress || configuration.hideipaddress().value());
   ErrorCode const sent = selectedEmail->manageEmail(recipients);
+#ifdef EMAILSERVICE_OUTBOX
+  if (sent == ErrorCode::SendError) {
+    keepFailedEmail(configuration, *selectedEmail, recipients);
+  }
+#endif
   return sent == ErrorCode::SendError ? results.failure : results.success;
 }
 

@@ -9,6 +9,10 @@
 #ifdef EMAILSERVICE_SERIALIZE_CALLS
 #include "dispatch/CallLock.h"
 #endif
+#ifdef EMAILSERVICE_OUTBOX
+#include "outbox/OutboxRetry.h"
+#include "outbox/OutboxStore.h"
+#endif
 
 namespace emailservice {
 
@@ -23,6 +27,11 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
 #ifdef EMAILSERVICE_SERIALIZE_CALLS
   // A second call waits here until the first one has ended, whichever way it ends.
   CallLock const lock;
+#endif
+#ifdef EMAILSERVICE_OUTBOX
+  // What failed before goes out before this event's e-mails; it never changes this call's result.
+  OutboxStore const outbox;
+  OutboxRetry(outbox).run();
 #endif
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.

@@ -66,6 +66,11 @@ class EmailGlobalConfig {
   std::string const& getSubject() const { return subject; }
   std::string const& getAttachments() const { return attachments; }
   std::string getMessage() const { return message.str(); }
+#ifdef EMAILSERVICE_OUTBOX
+  // Why the last sendEmail did not hand the e-mail over; empty when it did.
+  std::string const& getFailureReason() const { return failureReason; }
+  std::string const& getMessageFileName() const { return messageFileName; }
+#endif
 
  protected:
   // How many of the most recent entries a log attachment holds, where a kind attaches the recent
@@ -82,6 +87,9 @@ class EmailGlobalConfig {
   std::string subject;
   std::string attachments;
   std::ostringstream message;
+#ifdef EMAILSERVICE_OUTBOX
+  std::string failureReason;
+#endif
 };
 
 }  // namespace emailservice

@@ -38,6 +38,10 @@ check_library() {
   done
   ! printf '%s\n' "$defined" | grep -E '^([a-z ]+ for )?(cdsapi|dravo|zorvan|utils|meslog|netinfo|simcard|google)::|_2eproto' ||
     fail "the library defines symbols of its platform"
+  # The outbox's entry and header come with a library built with the outbox, and only then.
+  outbox=$(printf '%s\n' "$defined" | grep -cxF 'emailservice::Outbox::retry()' || true)
+  [ "$outbox" -eq "$(ls "$(dirname "$1")/../include/emailservice/Outbox.h" 2>/dev/null | wc -l)" ] ||
+    fail "the outbox's entry and its header do not go together"
 }
 run() { LD_LIBRARY_PATH=$1 $EMULATOR "$2"; }
 

@@ -156,7 +156,15 @@ std::vector<OptionRow> const& rows() {
        "the configuration named in that entry (default: the one whose id is the\n"
        "event's code, else the first one after the template)",
        nullptr, setLogConfiguration},
-      {nullptr, "help", 'h', nullptr, "this text", nullptr, turnOn<&SimulatorOptions::help>},
+      {"Outbox (a library built with EMAILSERVICE_OUTBOX or the hardened profile)", "outbox", 0, nullptr,
+       "list the e-mails kept because they could not be sent (configuration, subject,\n"
+       "recipients, attempts, first attempt, last reason), and do nothing else",
+       nullptr, turnOn<&SimulatorOptions::listOutbox>},
+      {nullptr, "retry", 0, nullptr,
+       "send the kept e-mails again, as the card's service does from a timer,\n"
+       "instead of firing an event (no --type)",
+       nullptr, turnOn<&SimulatorOptions::retryOnly>},
+      {"Other", "help", 'h', nullptr, "this text", nullptr, turnOn<&SimulatorOptions::help>},
       {nullptr, "version", 0, nullptr, "the version of the e-mail service library and the build's profile", nullptr,
        turnOn<&SimulatorOptions::version>},
   };
@@ -244,12 +252,12 @@ bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions&
 
 // Whether a command line that parsed says enough for a run.
 bool OptionParser::complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error) {
-  if (options.help || options.version) {
+  if (options.help || options.version || options.listOutbox) {
     return true;
   }
   if (options.cardFile.empty()) {
     error = "no card file: give --card FILE";
-  } else if (!typeGiven) {
+  } else if (!typeGiven && !options.retryOnly) {
     error = "no event type: give --type " + kTypes.text();
   } else if (!options.smtpUrl.empty() && maildirGiven) {
     error = "--maildir and --smtp exclude each other";
@@ -260,6 +268,9 @@ bool OptionParser::complete(SimulatorOptions const& options, bool typeGiven, boo
 std::string OptionParser::usage(std::string const& program, std::string const& defaultMaildir) {
   std::string text = "Usage: " + program +
                      " --card FILE [--check] --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
+                     "       " +
+                     program + " --card FILE --retry [delivery]\n       " + program +
+                     " --outbox\n"
                      "\n"
                      "Fires one event at the e-mail service of a simulated card, as the card's event service would,\n"
                      "and reports the result. The card file describes the card: its records (EMAIL_CONFIGURATION,\n"
@@ -278,7 +289,9 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "read in any case.\n"
          "\n"
          "Exit status: 0 for Success and TestEmailSucceeded, 1 for TestEmailFailed and SendError,\n"
-         "2 for a bad command line or card file.\n";
+         "2 for a bad command line or card file, 3 for Success or TestEmailSucceeded although an e-mail\n"
+         "of the event was not sent (a later configuration succeeded; with the outbox it is kept).\n"
+         "--retry: 0 when nothing stays kept, 1 otherwise. --outbox: 0, or 2 without the outbox.\n";
 }
 
 }  // namespace simulator

@@ -54,8 +54,12 @@ int main(int argc, char** argv) {
                                : tools::BuildProfile::versionText("emailservice-simulator"));
     return 0;
   }
+  simulator::SimulatorRun run(options, programPath(program.c_str()), std::cout, std::cerr);
+  if (options.listOutbox) {
+    return run.listOutbox();
+  }
   if (options.check) {
     checkCard(options.cardFile);
   }
-  return simulator::SimulatorRun(options, programPath(program.c_str()), std::cout, std::cerr).run();
+  return run.run();
 }
