@@ -13,23 +13,11 @@ namespace {
 // The most one kernel call is asked to copy; the kernel copies at most about 2 GiB per call anyway.
 constexpr std::size_t kKernelChunk = std::size_t{1} << 30;
 
-// Repeats a kernel copy call while it copies something; an interrupted call is made again. True
-// when the call failed, false when it reported the end.
-template <typename Call>
-bool endsInError(Call call) {
-  for (;;) {
-    ssize_t const copied = retryOnInterrupt(call);
-    if (copied <= 0) {
-      return copied < 0;
-    }
-  }
-}
-
 }  // namespace
 
 LogCopyFile::LogCopyFile(std::string filePath)
     : path(std::move(filePath)),
-      fd(retryOnInterrupt([this] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); })) {}
+      fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
 
 // A close can report a write that failed late (for instance on a full disk); that copy is cut off
 // as surely as one whose write failed.
@@ -68,12 +56,22 @@ bool LogCopyFile::write(char const* data, std::size_t size) {
 // the copy, which costs more than the caller's reading and writing (about a third more CPU on the
 // development machine; aligned, both cost the same), and the caller reads and writes.
 void LogCopyFile::copyFrom(int source, off_t& offset) {
-  off_t const position = ::lseek(fd.get(), 0, SEEK_CUR);
-  if (failed || position < 0 || (offset - position) % ::sysconf(_SC_PAGESIZE) != 0) {
+  if ((offset - ::lseek(fd.get(), 0, SEEK_CUR)) % ::sysconf(_SC_PAGESIZE) != 0) {
     return;
   }
-  if (endsInError([&] { return ::copy_file_range(source, &offset, fd.get(), nullptr, kKernelChunk, 0); })) {
-    endsInError([&] { return ::sendfile(fd.get(), source, &offset, kKernelChunk); });
+  // copy_file_range while it copies, then after a refusal sendfile while it copies; an interrupted
+  // call is made again.
+  bool sending = false;
+  auto const call = [&]() -> ssize_t {
+    return sending ? ::sendfile(fd.get(), source, &offset, kKernelChunk)
+                   : ::copy_file_range(source, &offset, fd.get(), nullptr, kKernelChunk, 0);
+  };
+  for (;;) {
+    ssize_t const copied = retryOnInterrupt(call);
+    if (copied == 0 || (copied < 0 && sending)) {
+      return;
+    }
+    sending = sending || copied < 0;
   }
 }
 

@@ -24,7 +24,8 @@ class LogCopyFile {
   // Writes all of `data`; false, and every later write too, once the file system refused one.
   bool write(char const* data, std::size_t size);
   // Appends the regular file `source` from `offset` on, copied inside the kernel as far as it
-  // will where that moves whole pages, and advances `offset` past what it copied. Never fails the copy: where the kernel
+  // will where that moves whole pages, and advances `offset` past what it copied. Called after a
+  // write that succeeded. Never fails the copy: where the kernel
   // refuses, fails or reports the end, the caller reads and writes the rest itself, which also
   // tells a read error (the end of the input) from a write error (the copy cut off).
   void copyFrom(int source, off_t& offset);

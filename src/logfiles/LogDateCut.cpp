@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "CLocaleBlanks.h"
-#include "logfiles/LogCopyFile.h"
 #include "logfiles/LogLineReader.h"
 #include "logfiles/LogTimestamp.h"
 
@@ -15,8 +14,14 @@ namespace emailservice {
 namespace {
 
 constexpr std::size_t kStampLength = 19;  // "YYYY-MM-DDTHH:MM:SS"
-// Where the three eight-byte words that cover a stamp start.
-constexpr std::size_t kWordStarts[] = {0, 8, 11};
+// The stamp is checked a machine word at a time: 3 words of 8 bytes, or 5 of 4, the last one
+// ending with the stamp.
+using Word = std::uintptr_t;
+constexpr std::size_t kWordSize = sizeof(Word);
+constexpr std::size_t kWords = (kStampLength + kWordSize - 1) / kWordSize;
+constexpr std::size_t wordStart(std::size_t word) {
+  return word + 1 < kWords ? word * kWordSize : kStampLength - kWordSize;
+}
 
 // The years whose every second time_t holds, so that the parser gives every canonical stamp its
 // time and never timegm's error value.
@@ -35,8 +40,8 @@ constexpr char kStampLimits[] = "9999-19-39T29:59:59";
 
 // Eight bytes as one word, in the machine's byte order. The checks below work on each byte of a
 // word apart, so the order does not matter.
-std::uint64_t wordAt(void const* bytes) {
-  std::uint64_t word = 0;
+Word wordAt(void const* bytes) {
+  Word word = 0;
   std::memcpy(&word, bytes, sizeof word);
   return word;
 }
@@ -47,16 +52,16 @@ std::uint64_t wordAt(void const* bytes) {
 // that a larger value carries into the high bits. A byte that fails may carry into the next one,
 // which can only make that one fail too.
 struct StampCheck {
-  unsigned char pattern[3][8];
-  unsigned char adders[3][8];
-  unsigned char checked[3][8];
+  unsigned char pattern[kWords][kWordSize];
+  unsigned char adders[kWords][kWordSize];
+  unsigned char checked[kWords][kWordSize];
 };
 
 constexpr StampCheck makeStampCheck() {
   StampCheck check{};
-  for (std::size_t word = 0; word < 3; ++word) {
-    for (std::size_t i = 0; i < 8; ++i) {
-      char const limit = kStampLimits[kWordStarts[word] + i];
+  for (std::size_t word = 0; word < kWords; ++word) {
+    for (std::size_t i = 0; i < kWordSize; ++i) {
+      char const limit = kStampLimits[wordStart(word) + i];
       bool const digit = limit >= '0' && limit <= '9';
       check.pattern[word][i] = static_cast<unsigned char>(digit ? '0' : limit);
       check.adders[word][i] = static_cast<unsigned char>(digit ? 15 - (limit - '0') : 0);
@@ -107,10 +112,10 @@ std::string stampTextOf(LogLineReader& input) {
 
 static_assert(sizeof(std::time_t) >= sizeof(long), "every start time is a time_t");
 
-LogDateCut::LogDateCut(long startTime, Reading reading) : fromTime(startTime) {
+LogDateCut::LogDateCut(long startTime) : fromTime(startTime) {
   std::time_t const time = startTime;
   std::tm fields{};
-  if (reading == Reading::kParserOnly || gmtime_r(&time, &fields) == nullptr ||
+  if (gmtime_r(&time, &fields) == nullptr ||
       fields.tm_year < kFirstYear - 1900 || fields.tm_year > kLastYear - 1900) {
     return;
   }
@@ -126,8 +131,8 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
     return false;
   }
   char const* const s = text.data();
-  for (std::size_t i = 0; i < 3; ++i) {
-    std::uint64_t const bits = wordAt(s + kWordStarts[i]) ^ wordAt(kStampCheck.pattern[i]);
+  for (std::size_t i = 0; i < kWords; ++i) {
+    Word const bits = wordAt(s + wordStart(i)) ^ wordAt(kStampCheck.pattern[i]);
     if (((bits | (bits + wordAt(kStampCheck.adders[i]))) & wordAt(kStampCheck.checked[i])) != 0) {
       return false;
     }
@@ -155,8 +160,6 @@ bool LogDateCut::isStampedFrom(std::string_view text) const {
   return stamp.has_value() && fromTime <= *stamp;
 }
 
-// Passes over the lines before the first one stamped at or after the start, and stops at the text
-// after the last line feed when there is none.
 void LogDateCut::skipOlderLines(LogLineReader& input) const {
   auto const isFrom = [this](std::string_view text) { return isStampedFrom(text); };
   for (;;) {
@@ -169,29 +172,6 @@ void LogDateCut::skipOlderLines(LogLineReader& input) const {
       return;  // the text after the last line feed, or a long line kept or ending the input
     }
   }
-}
-
-// Lines are never held whole: the reader's buffer holds the start of a long line, enough for its
-// stamp, and the line is skipped or streamed. A read error counts as the end of the input.
-void LogDateCut::copy(std::string const& source, std::string const& target) const {
-  LogLineReader input(source);
-  if (!input.isOpen()) {
-    return;
-  }
-  LogCopyFile output(target);
-  if (!output.isOpen()) {
-    return;
-  }
-  auto const write = [&output](char const* data, std::size_t size) { return output.write(data, size); };
-  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
-    return;
-  }
-  skipOlderLines(input);
-  // The first line kept, or at the end of the input whatever text followed the last line feed.
-  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
-    return;
-  }
-  input.drainTo(output);
 }
 
 }  // namespace emailservice

@@ -1,5 +1,5 @@
-// The cut of one card log from a UTC start time: the header line, then every line from the first
-// one stamped at or after the start on.
+// Where the cut of a card log from a UTC start time ends its scan: at the first line stamped at or
+// after the start.
 //
 // The scan reads most stamps by their bytes. The card writes every stamp in one canonical form,
 // "YYYY-MM-DDTHH:MM:SS" at the start of the line: four digits of year, two each of month, day,
@@ -12,7 +12,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 namespace emailservice {
@@ -21,15 +20,11 @@ class LogLineReader;
 
 class LogDateCut {
  public:
-  // How the stamps are read: canonical ones by their bytes and the others by the parser, or all by
-  // the parser (which the tests compare with the first).
-  enum class Reading { kBytesFirst, kParserOnly };
+  explicit LogDateCut(long fromTime);
 
-  explicit LogDateCut(long fromTime, Reading reading = Reading::kBytesFirst);
-
-  // Copies the log `source` into `target`, written in place. Nothing is written when the source
-  // cannot be opened; a copy that a write failure cut off is removed.
-  void copy(std::string const& source, std::string const& target) const;
+  // Passes over the lines before the first one stamped at or after the start time, and stops at
+  // the text after the last line feed when there is none.
+  void skipOlderLines(LogLineReader& input) const;
 
   // Whether `text`, a line or the start of one, starts with a stamp at or after the start time.
   bool isStampedFrom(std::string_view text) const;
@@ -38,8 +33,6 @@ class LogDateCut {
   static bool hasCanonicalStamp(std::string_view text);
 
  private:
-  void skipOlderLines(LogLineReader& input) const;
-
   long fromTime;
   bool byBytes = false;  // the start time has a canonical text, and stamps are read by their bytes
   char fromText[20] = {};  // the start time written "YYYY-MM-DDTHH:MM:SS"

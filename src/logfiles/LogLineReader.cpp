@@ -41,7 +41,7 @@ std::size_t blockSizeFor(int fd) {
 }  // namespace
 
 LogLineReader::LogLineReader(std::string const& path)
-    : fd(retryOnInterrupt([&path] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); })),
+    : fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
       rereadable(isRegularFile(fd.get())),
       buffer(blockSizeFor(fd.get())) {}
 
@@ -119,24 +119,19 @@ bool LogLineReader::fill() {
 
 bool LogLineReader::drainTo(LogCopyFile& copy) {
   openLine = 0;
-  if (rereadable && !atEnd) {
-    if (!copy.write(buffer.data() + begin, end - begin)) {
-      return false;
-    }
-    off_t offset = readOffset;
-    copy.copyFrom(fd.get(), offset);
-    rewindTo(offset);
-  }
-  return writeRestTo(copy);
-}
-
-bool LogLineReader::writeRestTo(LogCopyFile& copy) {
+  bool byKernel = rereadable && !atEnd;
   do {
     std::size_t const size = drainableSize();
     if (size > 0 && !copy.write(buffer.data() + begin, size)) {
       return false;
     }
     begin = end;
+    if (byKernel) {  // once, after what the buffer held
+      byKernel = false;
+      off_t offset = readOffset;
+      copy.copyFrom(fd.get(), offset);
+      rewindTo(offset);
+    }
   } while (fill());
   return true;
 }

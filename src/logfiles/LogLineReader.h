@@ -123,9 +123,6 @@ class LogLineReader {
   // at the end of the input, on a read error, or when the buffer is full; a full buffer is the end
   // of an input that cannot be read again.
   bool fill();
-  // Hands the unread bytes to `copy` and reads on, until the end of the input; false when a write
-  // failed.
-  bool writeRestTo(LogCopyFile& copy);
   // How many of the unread bytes drainTo() gives: all of them, except from an input that cannot
   // be read again where a line reaches the buffer's size: the input then ends there.
   std::size_t drainableSize();

@@ -1,11 +1,14 @@
 #include "logfiles/SystemEventLogFile.h"
 
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <vector>
 
 #include "CardPaths.h"
+#include "logfiles/LogCopyFile.h"
 #include "logfiles/LogDateCut.h"
+#include "logfiles/LogLineReader.h"
 #include "zorvan/Exec.h"
 
 namespace emailservice {
@@ -46,10 +49,29 @@ std::string SystemEventLogFile::getLogFileName() const {
   return " " + d + kUpdateLog + " " + d + kAccountLog + " " + d + kSessionLog + " " + d + kSystemLog;
 }
 
-// The copy is written in place, truncating an earlier one; a write that fails removes it, so that
-// a cut-off copy never looks complete.
+// The copy is written in place, truncating an earlier one. Lines are never held whole: the
+// reader's buffer holds the start of a long line, enough for its stamp, and the line is skipped
+// or streamed. A read error counts as the end of the input. A write that fails removes the copy,
+// so that a cut-off copy never looks complete.
 void SystemEventLogFile::tailFromDate(std::string const& fileName, long fromTime) const {
-  LogDateCut(fromTime).copy(std::string(paths::kSystemLogDirectory) + fileName, logFileName + fileName);
+  LogLineReader input(std::string(paths::kSystemLogDirectory) + fileName);
+  if (!input.isOpen()) {
+    return;
+  }
+  LogCopyFile output(logFileName + fileName);
+  if (!output.isOpen()) {
+    return;
+  }
+  auto const write = [&output](char const* data, std::size_t size) { return output.write(data, size); };
+  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
+    return;
+  }
+  LogDateCut(fromTime).skipOlderLines(input);
+  // The first line kept, or at the end of the input whatever text followed the last line feed.
+  if (!input.copyLineTo(write) || !output.write("\n", 1)) {
+    return;
+  }
+  input.drainTo(output);
 }
 
 }  // namespace emailservice
