@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 #include <optional>
+#include <string>
 
 #include "CLocaleBlanks.h"
 #include "logfiles/LogLineReader.h"
@@ -38,15 +39,15 @@ constexpr std::size_t kStampCharacters = 20;
 // Months, days and hours need a second look at their last digit.
 constexpr char kStampLimits[] = "9999-19-39T29:59:59";
 
-// Eight bytes as one word, in the machine's byte order. The checks below work on each byte of a
-// word apart, so the order does not matter.
+// A word's bytes as one word, in the machine's byte order. The checks below work on each byte of
+// a word apart, so the order does not matter.
 Word wordAt(void const* bytes) {
   Word word = 0;
   std::memcpy(&word, bytes, sizeof word);
   return word;
 }
 
-// The bytes that check each eight-byte word of a stamp: each byte, xor its pattern byte ('0' for
+// The bytes that check each word of a stamp: each byte, xor its pattern byte ('0' for
 // a digit), plus its adder, must keep the checked bits clear. A literal must match (adder 0, all
 // bits checked); a digit must be 0 up to its limit d (adder 15 - d, high four bits checked), so
 // that a larger value carries into the high bits. A byte that fails may carry into the next one,
@@ -115,8 +116,8 @@ static_assert(sizeof(std::time_t) >= sizeof(long), "every start time is a time_t
 LogDateCut::LogDateCut(long startTime) : fromTime(startTime) {
   std::time_t const time = startTime;
   std::tm fields{};
-  if (gmtime_r(&time, &fields) == nullptr ||
-      fields.tm_year < kFirstYear - 1900 || fields.tm_year > kLastYear - 1900) {
+  if (gmtime_r(&time, &fields) == nullptr || fields.tm_year < kFirstYear - 1900 ||
+      fields.tm_year > kLastYear - 1900) {
     return;
   }
   // Years before 1000 are written with fewer than four digits: their cuts go to the parser.
