@@ -7,6 +7,8 @@ import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
+# UPDATE_GOLDEN=1: the texts compared whole that live in files ("<FILE") are rewritten from the output.
+UPDATE = os.environ.get("UPDATE_GOLDEN") == "1"
 
 
 def expected_text(text):
@@ -28,6 +30,9 @@ class CommandLineTest(unittest.TestCase):
                 emulator = shlex.split(os.environ.get("EMULATOR", ""))
                 run = subprocess.run(emulator + [program] + args, cwd=SOURCE, capture_output=True, timeout=120)
                 output = run.stdout if compared.startswith("out") else run.stderr
+                if UPDATE and compared.endswith("=") and text.startswith("<"):
+                    with open(os.path.join(HERE, text[1:]), "wb") as f:
+                        f.write(output)
                 if compared.endswith("="):
                     self.assertEqual(output, expected_text(text))
                 else:
