@@ -26,6 +26,7 @@ googletest
 libgtest-dev
 libgmock-dev
 python3-aiosmtpd
+python3-jsonschema
 "
 TOOL_PACKAGES="
 clang
