@@ -3,7 +3,8 @@
 # sudo) when something is missing.
 #
 #   scripts/install-deps.sh main    what the main job needs (scripts/run-example.sh): the build,
-#                                   Protocol Buffers, and s-nail for the card's sendemail stand-in
+#                                   Protocol Buffers, s-nail for the card's sendemail stand-in, and
+#                                   help2man for the tools' manual pages
 #   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
 #                                   cross build and the emulator that runs its tests included
 #   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
@@ -19,6 +20,7 @@ pkg-config
 protobuf-compiler
 libprotobuf-dev
 s-nail
+help2man
 python3
 "
 TEST_PACKAGES="
