@@ -4,17 +4,17 @@
 
 #include <string>
 
+#include "LockFile.h"
+
 namespace emailservice {
 
-// An advisory lock (flock) on a file of the work directory, held from construction to
-// destruction. Each object opens the file itself, so that two threads of one process exclude
-// each other as two processes do; the lock goes with the descriptor on every way out of a call.
+// The lock file of the work directory, held from construction to destruction, on every way out of
+// a call.
 class CallLock final {
  public:
   // Waits until no other call holds the lock, then holds it. Without a usable lock file (the work
   // directory missing or unusable) the call goes on unlocked: it cannot write its files either.
   CallLock();
-  ~CallLock();
   CallLock(CallLock const&) = delete;
   CallLock& operator=(CallLock const&) = delete;
 
@@ -22,7 +22,7 @@ class CallLock final {
   static std::string path();
 
  private:
-  int fd;
+  LockFile file;
 };
 
 }  // namespace emailservice

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "LockFile.h"
+
 namespace simulator {
 
 // An advisory lock (flock) on "simulator.lock" in the card's work directory, held until the
@@ -12,17 +14,12 @@ namespace simulator {
 // serialized calls.
 class RunLock final {
  public:
-  RunLock() = default;
-  ~RunLock();
-  RunLock(RunLock const&) = delete;
-  RunLock& operator=(RunLock const&) = delete;
-
   // Creates the work directory when missing, then waits until no other run holds the lock. False
   // with `error` set when the lock file cannot be used.
   bool acquire(std::string& error);
 
  private:
-  int fd = -1;
+  emailservice::LockFile file;
 };
 
 }  // namespace simulator

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "FileDescriptor.h"
+
 namespace simcard {
 
 namespace {
@@ -64,12 +66,12 @@ bool readRegularFile(int fd, std::string const& path, std::string& content, std:
   }
   char buffer[8192];
   ssize_t got;
-  while ((got = ::read(fd, buffer, sizeof buffer)) != 0) {
-    if (got < 0 && errno != EINTR) {
+  while ((got = emailservice::retryOnInterrupt([&] { return ::read(fd, buffer, sizeof buffer); })) != 0) {
+    if (got < 0) {
       error = cannotRead(path, errno);
       return false;
     }
-    content.append(buffer, got > 0 ? static_cast<std::size_t>(got) : 0);
+    content.append(buffer, static_cast<std::size_t>(got));
     if (content.size() > CardFile::kMaxBytes) {  // it grew while being read
       error = tooLarge;
       return false;
@@ -80,14 +82,12 @@ bool readRegularFile(int fd, std::string const& path, std::string& content, std:
 
 // Opened without blocking, so that a FIFO without a writer is refused rather than waited for.
 bool readWholeFile(std::string const& path, std::string& content, std::string& error) {
-  int const fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) {
+  emailservice::FileDescriptor const file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.isOpen()) {
     error = cannotRead(path, errno);
     return false;
   }
-  bool const read = readRegularFile(fd, path, content, error);
-  ::close(fd);
-  return read;
+  return readRegularFile(file.get(), path, content, error);
 }
 
 }  // namespace

@@ -14,11 +14,15 @@
 #include <system_error>
 #include <thread>
 
+#include "FileDescriptor.h"
 #include "simcard/SimulatedCard.h"
 
 namespace zorvan {
 
 namespace {
+
+using emailservice::FileDescriptor;
+using emailservice::retryOnInterrupt;
 
 // Exit status of the child when it cannot start the program; the parent learns the real cause
 // through the error pipe, so this value never reaches the caller.
@@ -28,36 +32,11 @@ constexpr int kCannotStart = 127;
   throw std::system_error(error, std::generic_category(), what);
 }
 
-// A file descriptor closed at the end of its scope.
-class Descriptor {
- public:
-  Descriptor() = default;
-  ~Descriptor() { close(); }
-  Descriptor(Descriptor const&) = delete;
-  Descriptor& operator=(Descriptor const&) = delete;
-
-  int get() const { return fd; }
-  bool isOpen() const { return fd >= 0; }
-  void close() {
-    if (fd >= 0) {
-      ::close(fd);
-      fd = -1;
-    }
-  }
-  void reset(int descriptor) {
-    close();
-    fd = descriptor;
-  }
-
- private:
-  int fd = -1;
-};
-
 // A pipe whose two ends are closed on exec, so that no other program started meanwhile keeps
 // them open.
 struct Pipe {
-  Descriptor readEnd;
-  Descriptor writeEnd;
+  FileDescriptor readEnd;
+  FileDescriptor writeEnd;
 
   Pipe() {
     int ends[2];
@@ -91,12 +70,9 @@ struct Pipe {
 
 // Reads what the child reported on the error pipe: 0 when the program was started (the pipe
 // closed on exec), otherwise the errno of the failure.
-int readStartError(Descriptor& startError) {
+int readStartError(FileDescriptor& startError) {
   int cause = 0;
-  ssize_t got;
-  do {
-    got = ::read(startError.get(), &cause, sizeof cause);
-  } while (got < 0 && errno == EINTR);
+  ssize_t const got = retryOnInterrupt([&] { return ::read(startError.get(), &cause, sizeof cause); });
   return got == static_cast<ssize_t>(sizeof cause) ? cause : 0;
 }
 
@@ -113,10 +89,8 @@ int exitStatusOf(int status) {
 // Collects the ended program and gives its exit status.
 int waitForChild(pid_t child) {
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) {
-      return -1;
-    }
+  if (retryOnInterrupt([&] { return ::waitpid(child, &status, 0); }) < 0) {
+    return -1;
   }
   return exitStatusOf(status);
 }
@@ -135,10 +109,8 @@ constexpr int kRestBlocks = 16;
 bool hasEnded(pid_t child, bool wait) {
   siginfo_t info{};
   int const options = WEXITED | WNOWAIT | (wait ? 0 : WNOHANG);
-  while (::waitid(P_PID, static_cast<id_t>(child), &info, options) < 0) {
-    if (errno != EINTR) {
-      return true;  // nothing left to wait for
-    }
+  if (retryOnInterrupt([&] { return ::waitid(P_PID, static_cast<id_t>(child), &info, options); }) < 0) {
+    return true;  // nothing left to wait for
   }
   return info.si_pid != 0;
 }
@@ -179,8 +151,7 @@ ssize_t writeWithoutSigpipe(int fd, char const* data, std::size_t size) {
   int const cause = errno;
   if (written < 0 && cause == EPIPE && !wasPending) {
     timespec const noWait{0, 0};
-    while (::sigtimedwait(&pipeSignal, nullptr, &noWait) < 0 && errno == EINTR) {
-    }
+    retryOnInterrupt([&] { return ::sigtimedwait(&pipeSignal, nullptr, &noWait); });
   }
   ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   errno = cause;
@@ -193,7 +164,7 @@ class Exchange {
  public:
   enum class Ending { OutputClosed, ProgramEnded, TimedOut };
 
-  Exchange(std::string const& input, Descriptor& toChild, Descriptor& fromOut, Descriptor& fromErr)
+  Exchange(std::string const& input, FileDescriptor& toChild, FileDescriptor& fromOut, FileDescriptor& fromErr)
       : in(input), stdinFd(toChild), stdoutFd(fromOut), stderrFd(fromErr) {
     if (in.empty()) {
       stdinFd.close();
@@ -262,7 +233,7 @@ class Exchange {
     }
   }
 
-  static void takeRest(Descriptor& fd, std::stringstream* sink) {
+  static void takeRest(FileDescriptor& fd, std::stringstream* sink) {
     if (!fd.isOpen()) {
       return;
     }
@@ -273,7 +244,7 @@ class Exchange {
   }
 
   // Reads one block; closes the pipe at its end or on an error (an empty pipe in takeRest).
-  static void drain(Descriptor& fd, std::stringstream* sink) {
+  static void drain(FileDescriptor& fd, std::stringstream* sink) {
     char buffer[65536];
     ssize_t const got = ::read(fd.get(), buffer, sizeof buffer);
     if (got < 0 && errno == EINTR) {
@@ -290,9 +261,9 @@ class Exchange {
 
   std::string const& in;
   std::size_t sent = 0;
-  Descriptor& stdinFd;
-  Descriptor& stdoutFd;
-  Descriptor& stderrFd;
+  FileDescriptor& stdinFd;
+  FileDescriptor& stdoutFd;
+  FileDescriptor& stderrFd;
 };
 
 int runHook(simcard::SimulatedCard::CommandHook const& hook, std::vector<std::string> const& args,
