@@ -1,7 +1,9 @@
 // Runs the card scenarios of tests/scenarios/ (format: tests/support/scenario.proto). Every case
 // lays out a simulated card, fires its event at EmailService::manageEmails with the card's
 // commands recorded (and, when asked, run for real), and compares the result, the commands, what
-// the library printed, the card's log and the work files with what the case expects.
+// the library printed, the card's log and the work files with what the case expects. Each case
+// is a test of its own; UPDATE_GOLDEN=1 rewrites golden texts and reworded findings instead of
+// failing on them (docs/testing.md).
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
