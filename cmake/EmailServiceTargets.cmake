@@ -42,3 +42,18 @@ function(emailservice_link_platform target)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
 endfunction()
+
+# A library that goes onto the card, built for the card platform: every function and object in a
+# section of its own, and the sections that nothing reaches from the exported entries dropped at
+# link time, so that the card's flash holds only code that can run. Host builds keep whole
+# sections, as debuggers and the sanitizers expect.
+function(emailservice_card_sections target)
+  if(NOT EMAILSERVICE_PLATFORM STREQUAL "card")
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL "OBJECT_LIBRARY")
+    target_link_options(${target} PRIVATE -Wl,--gc-sections)
+  endif()
+endfunction()

@@ -39,7 +39,17 @@ set -- -oAPT::Architecture=armhf -oAPT::Architectures=armhf \
   -oDir::State::Lists="$work/lists" -oDir::Cache="$work/cache" -oAPT::Sandbox::User=root
 # An index that fails (the security index has failed with a size mismatch while its mirror
 # synced) is not fatal: the main index holds every package, and the download below decides.
-apt-get "$@" update || echo "$me: some armhf indices failed; going on with those that loaded" >&2
+if ! apt-get "$@" update; then
+  cat >&2 <<EOF
+$me: some armhf package indices could not be fetched (apt-get names them above; a security
+$me: index fails this way while its mirror syncs). Going on with the indices that loaded: every
+$me: package comes from the release's main index, but a security update published since the
+$me: release is then missing, so the sysroot may hold an older libc6, libstdc++6 or libprotobuf
+$me: than an up-to-date armhf machine. The card build only compiles and links against it; for a
+$me: sysroot with the updates, run this script again once the index can be fetched.
+$me: packages.txt in the sysroot lists the versions it holds.
+EOF
+fi
 # shellcheck disable=SC2086
 (cd "$work/debs" && apt-get "$@" download $PACKAGES)
 

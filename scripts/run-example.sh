@@ -1,45 +1,114 @@
 #!/bin/sh
-# The library's main job, on a host: builds it with the simulated card (the release preset, which
-# builds no tests), checks the example card's e-mail configurations (examples/card.txtpb), then
-# sends a test e-mail, a UPS alarm and a periodic report from it into a Maildir, and lists what
-# arrived.
+# The library's main job, on a host: builds it in the hardened profile, which keeps e-mails that
+# could not be sent in an outbox (docs/outbox.md), with the simulated card; checks the example
+# card's e-mail configurations (examples/card.txtpb) and sends a test e-mail through a real SMTP
+# server on the loopback. Then the mail relay goes down: a UPS alarm cannot be sent, is kept, and
+# the card's log says why. The relay comes back: the cleared alarm's call delivers the kept alarm
+# first, then its own e-mails, then a periodic report goes out. Lists what arrived, in order.
 #
-# Environment: MAILDIR (default build/example-mail) is where the e-mails are delivered; it is
+# Every command is printed before it runs, ready to be pasted (from the repository's top).
+# Environment: MAILDIR (default build/example-mail) is where the SMTP server delivers; it is
 # emptied first. The card's paths (/tmp/emailService/, /flash/log/, /tmp/logMeasures/) need root;
-# run as another user, the build puts them under build/release/card instead.
+# run as another user, the build puts them under build/example/card instead.
 set -eu
 
 cd "$(dirname "$0")/.."
 root=$(pwd)
-scripts/install-deps.sh main
 
-build=build/release
-if [ "$(id -u)" -eq 0 ]; then
-  cmake --preset release
-else
-  cmake --preset release -DEMAILSERVICE_PATH_PREFIX="$root/$build/card"
-fi
-cmake --build --preset release -j "$(nproc)" --target emailservice-simulator
+# Prints its arguments as one command line that the shell reads back as the same words.
+show() {
+  line="\$"
+  for word in "$@"; do
+    case $word in
+      *[!A-Za-z0-9_./:=@%+,-]* | "") word="'$(printf '%s' "$word" | sed "s/'/'\\\\''/g")'" ;;
+    esac
+    line="$line $word"
+  done
+  printf '%s\n' "$line"
+}
+
+# Shows a command, then runs it.
+step() {
+  echo
+  show "$@"
+  "$@"
+}
+
+# The same, without the command's output (a build's progress).
+quietly() {
+  echo
+  show "$@"
+  "$@" >/dev/null
+}
+
+say() {
+  echo
+  echo "== $*"
+}
+
+step scripts/install-deps.sh main
+
+build=build/example
+prefix=
+[ "$(id -u)" -eq 0 ] || prefix=-DEMAILSERVICE_PATH_PREFIX=$root/$build/card
+quietly cmake --preset release -B "$build" -DEMAILSERVICE_HARDENED_SUBMISSION=ON ${prefix:+"$prefix"}
+quietly cmake --build "$build" -j "$(nproc)" --target emailservice-simulator
 
 maildir=${MAILDIR:-$root/build/example-mail}
 rm -rf "$maildir"
-simulator="$build/tools/simulator/emailservice-simulator"
+python=/usr/bin/python3
+port=$("$python" -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+simulator=$build/tools/simulator/emailservice-simulator
 card=examples/card.txtpb
+server=
 
-run() {
-  echo
-  echo "\$ emailservice-simulator $*"
-  # A failed sending is reported by the simulator itself; go on with the next event.
-  "$simulator" --card "$card" --maildir "$maildir" "$@" || true
+start_server() {
+  echo "$(show "$python" -m aiosmtpd -n -l "127.0.0.1:$port" -c aiosmtpd.handlers.Mailbox "$maildir") &"
+  "$python" -m aiosmtpd -n -l "127.0.0.1:$port" -c aiosmtpd.handlers.Mailbox "$maildir" &
+  server=$!
+  "$python" - "$port" <<'PYTHON'
+import socket, sys, time
+for _ in range(100):
+    try:
+        socket.create_connection(("127.0.0.1", int(sys.argv[1])), timeout=1).close()
+        break
+    except OSError:
+        time.sleep(0.1)
+PYTHON
 }
 
-run --check --type test --code 1 --log
-run --type ups --level critical --state active --code 2B00 --description "On battery"
-run --type periodic --code 1
+stop_server() {
+  show kill "$server"
+  kill "$server"
+  wait "$server" 2>/dev/null || true
+  server=
+}
+trap '[ -z "$server" ] || kill "$server"' EXIT
 
-echo
-echo "Delivered into the Maildir $maildir:"
-/usr/bin/python3 - "$maildir" <<'PYTHON'
+# One event; a failed sending is reported by the simulator itself, so the story goes on.
+fire() {
+  step "$simulator" --card "$card" --smtp "smtp://127.0.0.1:$port" "$@" || echo "(exit status $?)"
+}
+
+say "The SMTP server is up on the loopback; a test e-mail from the example card"
+start_server
+step rm -rf "${prefix:+$root/$build/card}/tmp/emailService/outbox"  # what an earlier run left kept
+fire --check --type test --code 1 --log
+
+say "The mail relay goes down: the UPS goes on battery, its alarm cannot be sent and is kept"
+stop_server
+fire --type ups --level critical --state active --code 2B00 --description "On battery"
+step "$simulator" --outbox
+
+say "The relay is back: the cleared alarm's call first delivers the kept alarm, then its own e-mails"
+start_server
+fire --type ups --level critical --state cleared --code 2B00 --description "On battery"
+step "$simulator" --outbox
+fire --type periodic --code 1
+stop_server
+
+say "Delivered by the SMTP server into the Maildir $maildir, in the order of arrival:"
+"$python" - "$maildir" <<'PYTHON'
 import email, email.policy, os, sys
 new = os.path.join(sys.argv[1], "new")
 for name in sorted(os.listdir(new), key=lambda n: os.path.getmtime(os.path.join(new, n))):

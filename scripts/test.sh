@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs what is missing, then builds and runs the whole test suite three times: the normal
 # build, the AddressSanitizer + UndefinedBehaviorSanitizer build, and the build for the card's
-# 32-bit ARM under qemu-arm; and builds and checks the card's own library.
+# 32-bit ARM under qemu-arm; and builds and checks the card's own libraries, with Debian's cross compiler
+# and with a scratch vendor SDK (tests/install/check_vendor_sdk.sh).
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -19,6 +20,9 @@ scripts/make-armhf-sysroot.sh
 cmake --preset card-armhf
 cmake --build --preset card-armhf -j "$(nproc)"
 scripts/check-card-library.sh build/card-armhf
+
+echo "=== card build with a vendor SDK"
+tests/install/check_vendor_sdk.sh build/vendor-sdk
 
 echo "=== test-armhf build"
 cmake --preset test-armhf

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "CLocaleBlanks.h"
 #include "utils/Helper.h"
 
 namespace emailservice::check {
@@ -16,9 +17,9 @@ CodeEntry parse(std::string const& text) {
     std::size_t used = 0;
     entry.value = std::stoi(text, &used, 16);
     entry.parses = true;
-    std::size_t const start = text.find_first_not_of(kCodeBlanks);
+    std::size_t const start = text.find_first_not_of(kCLocaleBlanks);
     entry.read = text.substr(start, used - start);
-    if (text.find_first_not_of(kCodeBlanks, used) != std::string::npos) {
+    if (text.find_first_not_of(kCLocaleBlanks, used) != std::string::npos) {
       entry.ignored = text.substr(used);
     }
   } catch (std::invalid_argument const&) {

@@ -10,9 +10,6 @@
 
 namespace emailservice::check {
 
-// What the conversion skips before a number (the C locale's white space).
-inline constexpr char const kCodeBlanks[] = " \t\n\v\f\r";
-
 struct CodeEntry {
   std::string text;         // as written
   bool parses = false;      // false: the filters' conversion fails on it

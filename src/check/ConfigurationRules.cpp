@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "CLocaleBlanks.h"
 #include "check/ShellText.h"
 #include "dravo_config.pb.h"
 
@@ -18,7 +19,7 @@ std::string unreadable(CodeEntry const& entry) {
   if (entry.text.empty()) {
     return "an empty entry (\",,\" or a \",\" at an end) is not a code";
   }
-  if (entry.text.find_first_not_of(kCodeBlanks) == std::string::npos) {
+  if (entry.text.find_first_not_of(kCLocaleBlanks) == std::string::npos) {
     return "a blank entry is not a code";
   }
   if (entry.outOfRange) {

@@ -1,16 +1,10 @@
 #include "check/ListRules.h"
 
+#include "DeviceNumbers.h"
 #include "check/ShellText.h"
 #include "dravo_config.pb.h"
 
 namespace emailservice::check {
-
-namespace {
-
-constexpr int kCard = 1;
-constexpr int kMonitoredDevice = 20;
-
-}  // namespace
 
 ListRules::ListRules(dravo::proto::EmailConfigurationList const& configurations, FindingList& collected)
     : list(configurations), findings(collected) {}
@@ -56,7 +50,7 @@ void ListRules::checkHideIpAddress() const {
 // The subject of every e-mail begins with the friendly name of the card, or, when it is empty,
 // with the physical name of the monitored device. The other two names reach only bodies.
 void ListRules::checkDeviceNames(DeviceNames const& names) const {
-  checkSubjectName(kCard, "friendlyName", names.cardFriendlyName, true);
+  checkSubjectName(kCommunicationModule, "friendlyName", names.cardFriendlyName, true);
   checkSubjectName(kMonitoredDevice, "physicalName", names.devicePhysicalName, names.cardFriendlyName.empty());
 }
 

@@ -22,7 +22,8 @@ class LockFile final {
   // the owner has ended; a link in the file's place is not followed. False, with errno set, when
   // the file cannot be opened or locked.
   bool lock(std::string const& path) {
-    file.reset(retryOnInterrupt([&path] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600); }));
+    file.reset(
+        retryOnInterrupt([&path] { return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600); }));
     if (!file.isOpen()) {
       return false;
     }

@@ -6,6 +6,7 @@
 
 #include "CardPaths.h"
 #include "cdsapi/dataLog.h"
+#include "dispatch/EventTypeRules.h"
 #include "dravo_config.pb.h"
 #include "email/EmailGlobalConfig.h"
 #include "kinds/EmailException.h"
@@ -16,6 +17,13 @@
 #include "logfiles/SystemEventLogFile.h"
 #include "logfiles/UpsEventLogFile.h"
 #include "utils/Helper.h"
+
+#ifdef EMAILSERVICE_OUTBOX
+#include <ctime>
+
+#include "outbox/OutboxLog.h"
+#include "outbox/OutboxStore.h"
+#endif
 
 namespace emailservice {
 
@@ -128,6 +136,33 @@ class KindRelease final {
   std::unique_ptr<EmailGlobalConfig>& kind;
 };
 
+#ifdef EMAILSERVICE_OUTBOX
+// Logs why the e-mail that `kind` composed was not sent, and keeps it for a later attempt: its body
+// and attachments are copied now, since the next dispatch rewrites or removes the work files.
+void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
+                     std::string const& recipients) {
+  std::string const& name = configuration.name().value();
+  OutboxLog::notSent(name, kind.getFailureReason());
+  FailedEmail email;
+  email.record.configurationId = configuration.id().value();
+  email.record.configurationName = name;
+  email.record.subject = kind.getSubject();
+  email.record.recipients = recipients;
+  email.record.firstAttempt = std::time(nullptr);
+  email.record.attempts = 1;
+  email.record.lastReason = OutboxLog::printable(kind.getFailureReason(), OutboxLog::kReasonBytes);
+  email.bodyFile = kind.getMessageFileName();
+  std::vector<std::string> attachments;
+  utils::Helper::split(kind.getAttachments(), " ", attachments);
+  for (auto const& path : attachments) {
+    if (!path.empty()) {
+      email.attachments.push_back(path);
+    }
+  }
+  OutboxStore().keep(email);
+}
+#endif
+
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
 // The id ends up in the path of the body work file: only a plain name keeps that file inside the
 // work directory and names no other file (not empty, not "." or "..", no "/", no NUL or other
@@ -146,49 +181,44 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
 #ifdef EMAILSERVICE_HARDENED_SUBMISSION
   // Nothing is written or sent for such a configuration; a report or test asked of it fails.
   if (!isPlainName(configuration.id().value())) {
-    bool const reportOrTest = event.type == EventType::Periodic || event.type == EventType::Test;
-    return reportOrTest && configuration.id().value() == event.code ? ErrorCode::TestEmailFailed
-                                                                     : ErrorCode::Success;
+    return EventTypeRules::addresses(event, configuration.id().value()) ? ErrorCode::TestEmailFailed
+                                                                        : ErrorCode::Success;
   }
 #endif
-  std::string messageFileName = std::string(paths::kWorkDirectory) + configuration.id().value();
+  std::string const messageFileName =
+      paths::kWorkDirectory + configuration.id().value() + EventTypeRules::workFileSuffix(event.type);
   selectedEmail.reset();
   SystemEventLogFile systemEventLogs(paths::kWorkDirectory);
   UpsEventLogFile alarmExport(std::string(paths::kWorkDirectory) + "logAlarm.csv");
   KindRelease const release(selectedEmail);
 
-  // Test and Periodic events name the one configuration they are for in their code.
-  bool const addressed = configuration.id().value() == event.code;
+  // A report or test for another configuration: nothing to send here. The log files above are
+  // built all the same (the alarm export's guard disposes of its file).
+  if (EventTypeRules::addressesOneConfiguration(event.type) &&
+      !EventTypeRules::addresses(event, configuration.id().value())) {
+    return ErrorCode::Success;
+  }
+
   ResultPair results = kNotificationResults;
   switch (event.type) {
     case EventType::Periodic:
-      if (!addressed) {
-        return ErrorCode::Success;
-      }
-      messageFileName += "report.txt";
       selectedEmail = std::make_unique<EmailPeriodicConfig>(cdsAccessor, event, alarmExport, systemEventLogs,
                                                             messageFileName, configuration.periodicconfiguration());
       results = kReportResults;
       break;
     case EventType::Card:
-      messageFileName += "card.txt";
       if (configuration.eventnotification().value() && !isExceptionEvent(excludedEventCodes) && !isEmailEvent()) {
         selectedEmail = std::make_unique<EmailSystemNotif>(cdsAccessor, event, systemEventLogs, messageFileName,
                                                            configuration.cardeventtable());
       }
       break;
     case EventType::Ups:
-      messageFileName += "ups.txt";
       if (configuration.eventnotification().value() && !isExceptionEvent(excludedEventCodes)) {
         selectedEmail = std::make_unique<EmailNotifsConfig>(cdsAccessor, event, alarmExport, messageFileName,
                                                             configuration.upseventtable());
       }
       break;
     case EventType::Test:
-      if (!addressed) {
-        return ErrorCode::Success;
-      }
-      messageFileName += "test.txt";
       selectedEmail = std::make_unique<EmailTestConfig>(cdsAccessor, event, systemEventLogs, messageFileName);
       results = kReportResults;
       break;
@@ -197,7 +227,7 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
   }
 
   // An exception event replaces whatever the event would otherwise have given, even nothing.
-  bool const exceptionTested = event.type != EventType::Periodic && event.type != EventType::Test;
+  bool const exceptionTested = !EventTypeRules::addressesOneConfiguration(event.type);
   if (exceptionTested && isExceptionEvent(exceptionEventCodes)) {
     selectedEmail.reset();
     EventLogFile& originLog = event.type == EventType::Ups ? static_cast<EventLogFile&>(alarmExport)
@@ -213,6 +243,11 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
   // The list-level flag hides the address for every configuration; otherwise each decides.
   selectedEmail->setHideIpAddress(hideIpAddress || configuration.hideipaddress().value());
   ErrorCode const sent = selectedEmail->manageEmail(recipients);
+#ifdef EMAILSERVICE_OUTBOX
+  if (sent == ErrorCode::SendError) {
+    keepFailedEmail(configuration, *selectedEmail, recipients);
+  }
+#endif
   return sent == ErrorCode::SendError ? results.failure : results.success;
 }
 

@@ -2,18 +2,23 @@
 
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/OobAccessor.h"
+#include "dispatch/EventTypeRules.h"
 #include "dravo_config.pb.h"
 #include "emailservice/EmailConfig.h"
 
 #ifdef EMAILSERVICE_SERIALIZE_CALLS
 #include "dispatch/CallLock.h"
 #endif
+#ifdef EMAILSERVICE_OUTBOX
+#include "outbox/OutboxRetry.h"
+#include "outbox/OutboxStore.h"
+#endif
 
 namespace emailservice {
 
 namespace {
 
-// Only the configuration that a Test or Periodic event addresses answers with these codes.
+// Only the configuration that an event addresses (EventTypeRules) answers with these codes.
 bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || code == ErrorCode::TestEmailFailed; }
 
 }  // namespace
@@ -22,6 +27,11 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
 #ifdef EMAILSERVICE_SERIALIZE_CALLS
   // A second call waits here until the first one has ended, whichever way it ends.
   CallLock const lock;
+#endif
+#ifdef EMAILSERVICE_OUTBOX
+  // What failed before goes out before this event's e-mails; it never changes this call's result.
+  OutboxStore const outbox;
+  OutboxRetry(outbox).run();
 #endif
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.
@@ -40,7 +50,8 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
       if (endsWalk(result)) {
         break;
       }
-    } else if (event.type == EventType::Test && configuration.id().value() == event.code) {
+    } else if (EventTypeRules::failsAtDisabled(event.type) &&
+               EventTypeRules::addresses(event, configuration.id().value())) {
       // A test asked of a disabled configuration fails, and no other configuration answers it.
       result = ErrorCode::TestEmailFailed;
       break;

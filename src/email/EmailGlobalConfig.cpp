@@ -3,90 +3,30 @@
 #include <ctime>
 #include <exception>
 #include <fstream>
-#include <vector>
 
 #include "CardPaths.h"
+#include "DeviceNumbers.h"
+#include "UtcTime.h"
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/InBandAccessor.h"
 #include "cdsapi/OobAccessor.h"
-#include "email/ShellQuote.h"
+#include "email/MailCommand.h"
 #include "netinfo/netinfo.h"
 #include "zorvan/Branding.h"
-#include "zorvan/Exec.h"
 
 namespace emailservice {
 
 namespace {
 
-// Device numbers of the data store.
-constexpr unsigned long long kCommunicationModule = 1;
-constexpr unsigned long long kMonitoredDevice = 20;
+// The clock's seconds as the `long` that formatTime takes. A template, so that the cast is not a
+// useless one where time_t already is long, and stays explicit where time_t is wider.
+template <typename Time>
+long toSeconds(Time seconds) {
+  return static_cast<long>(seconds);
+}
 
 constexpr char const kPartNumberChannel[] = "PowerDistribution.Attribute.PartNumber";
 constexpr char const kNetworkInterfaceRecord[] = "NETWORK_INTERFACE";
-
-// What sendemail prints when the message did not go out.
-constexpr char const kSendFailure[] = "Could not send the message";
-
-#ifdef EMAILSERVICE_HARDENED_SUBMISSION
-
-// The mail command and everything it started are ended after this many seconds.
-constexpr unsigned int kMailDeadlineSeconds = EMAILSERVICE_MAIL_DEADLINE_SECONDS;
-
-// The message went out only when the command ended by itself with status 0 and did not report a
-// failure: a missing or killed sendemail, a body file the shell could not open, or a command
-// ended at its deadline did not send.
-bool handedOver(int exitStatus, std::string const& printed) {
-  return exitStatus == 0 && printed.find(kSendFailure) == std::string::npos;
-}
-
-// The shell command that submits one e-mail, hardened: every piece that comes from data is
-// quoted, so that the shell takes it as plain text. For ordinary values sendemail gets the words
-// of the default command: the subject as the shell reads it back from its double quotes, then
-// the attachment paths, the recipients split at blanks, and the body path.
-std::string mailCommandText(std::string const& escapedSubject, std::string const& attachments,
-                            std::string const& recipients, std::string const& bodyFile) {
-  std::string text = "sudo -u email sendemail -s ";
-  text += ShellQuote::word(ShellQuote::unescapeDoubleQuoted(escapedSubject));
-  if (!attachments.empty()) {
-    text += " -a";
-    text += ShellQuote::words(attachments);
-  }
-  text += " --";
-  text += ShellQuote::words(recipients);
-  text += " < ";
-  text += ShellQuote::word(bodyFile);
-  return text;
-}
-
-#else
-
-// No deadline: the mail command runs as long as it takes.
-constexpr unsigned int kMailDeadlineSeconds = 0;
-
-// Only the failure text decides: a refused sudo, a missing body file or a non-zero exit status
-// without that text still count as handed over.
-bool handedOver(int /*exitStatus*/, std::string const& printed) {
-  return printed.find(kSendFailure) == std::string::npos;
-}
-
-// The shell command that submits one e-mail. Only the subject is quoted (it must already be
-// escaped for a double-quoted word). The attachment list carries its own leading blanks; the
-// recipients are split into words by the shell; neither they nor the paths are quoted.
-std::string mailCommandText(std::string const& escapedSubject, std::string const& attachments,
-                            std::string const& recipients, std::string const& bodyFile) {
-  std::string text = "sudo -u email sendemail -s \"";
-  text += escapedSubject;
-  text += attachments.empty() ? "\"" : "\" -a";
-  text += attachments;
-  text += " -- ";
-  text += recipients;
-  text += " < ";
-  text += bodyFile;
-  return text;
-}
-
-#endif
 
 }  // namespace
 
@@ -139,17 +79,9 @@ std::string EmailGlobalConfig::systemName() {
   return inband.getDevicePhysicalName(kMonitoredDevice);
 }
 
-std::string EmailGlobalConfig::formatTime(long utcSeconds) {
-  std::time_t const time = utcSeconds;
-  std::tm brokenDown{};
-  // A time that does not fit the calendar gives the empty text rather than a null dereference.
-  if (gmtime_r(&time, &brokenDown) == nullptr) {
-    return "";
-  }
-  char buffer[100];
-  std::size_t const length = std::strftime(buffer, sizeof buffer, "%F %T", &brokenDown);
-  return std::string(buffer, length);
-}
+std::string EmailGlobalConfig::formatTime(long utcSeconds) { return formatUtc(utcSeconds); }
+
+std::string EmailGlobalConfig::formatNow() { return formatTime(toSeconds(std::time(nullptr))); }
 
 void EmailGlobalConfig::escapeSubjectChars() {
   try {
@@ -226,14 +158,12 @@ void EmailGlobalConfig::formatDeviceInfo() {
 
 ErrorCode EmailGlobalConfig::sendEmail(std::string const& recipients) {
   escapeSubjectChars();
-  std::string const command = mailCommandText(subject, attachments, recipients, messageFileName);
-  try {
-    std::stringstream output;
-    int const exitStatus = zorvan::exec({"/bin/sh", "-c", command}, "", kMailDeadlineSeconds, &output, nullptr);
-    return handedOver(exitStatus, output.str()) ? ErrorCode::Success : ErrorCode::SendError;
-  } catch (std::exception const&) {
-    return ErrorCode::SendError;
-  }
+  MailCommand command(subject, attachments, recipients, messageFileName);
+  bool const sent = command.run();
+#ifdef EMAILSERVICE_OUTBOX
+  failureReason = command.failure();
+#endif
+  return sent ? ErrorCode::Success : ErrorCode::SendError;
 }
 
 }  // namespace emailservice

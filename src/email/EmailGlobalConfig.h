@@ -48,6 +48,8 @@ class EmailGlobalConfig {
   std::string systemName();
   // "%F %T" in UTC; the empty text when the time cannot be formatted.
   static std::string formatTime(long utcSeconds);
+  // The current time as formatTime writes it.
+  static std::string formatNow();
   // Escapes double quotes and backslashes with a backslash and turns backquotes into single
   // quotes, so that the subject can stand inside a double-quoted shell word.
   void escapeSubjectChars();
@@ -64,8 +66,17 @@ class EmailGlobalConfig {
   std::string const& getSubject() const { return subject; }
   std::string const& getAttachments() const { return attachments; }
   std::string getMessage() const { return message.str(); }
+#ifdef EMAILSERVICE_OUTBOX
+  // Why the last sendEmail did not hand the e-mail over; empty when it did.
+  std::string const& getFailureReason() const { return failureReason; }
+  std::string const& getMessageFileName() const { return messageFileName; }
+#endif
 
  protected:
+  // How many of the most recent entries a log attachment holds, where a kind attaches the recent
+  // ones (alarm, exception and test e-mails).
+  static constexpr unsigned int kRecentLogEntries = 25;
+
   cdsapi::CdsAccessor& cdsAccessor;
   EmailEvent const& event;
   EventLogFile& eventLogFile;
@@ -76,6 +87,9 @@ class EmailGlobalConfig {
   std::string subject;
   std::string attachments;
   std::ostringstream message;
+#ifdef EMAILSERVICE_OUTBOX
+  std::string failureReason;
+#endif
 };
 
 }  // namespace emailservice

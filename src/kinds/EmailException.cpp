@@ -4,10 +4,6 @@
 
 namespace emailservice {
 
-namespace {
-constexpr unsigned int kRecentLogEntries = 25;
-}
-
 // The same exception event gives the same subject whether it became active or was cleared.
 void EmailException::formatSubject() {
   EmailGlobalConfig::formatSubject();

@@ -7,9 +7,6 @@ namespace emailservice {
 
 namespace {
 
-// The number of latest entries that a recent log attachment holds.
-constexpr unsigned int kRecentLogEntries = 25;
-
 // The table entry that governs events of `level`, or null for a level that has none.
 dravo::proto::EventConfiguration const* entryForLevel(dravo::proto::EventConfigurationTable const& table,
                                                       std::int32_t level) {

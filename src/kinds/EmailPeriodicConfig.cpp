@@ -1,6 +1,5 @@
 #include "kinds/EmailPeriodicConfig.h"
 
-#include <ctime>
 #include <vector>
 
 #include "cdsapi/AlarmInfos.h"
@@ -19,13 +18,6 @@ namespace {
 // The alarm history of the monitored devices.
 constexpr unsigned long long kDeviceAlarmHistory = 1;
 constexpr char const kTimeFormat[] = "%F %T";
-
-// The clock's seconds as the `long` that formatTime takes. A template, so that the cast is not a
-// useless one where time_t already is long, and stays explicit where time_t is wider.
-template <typename Time>
-long toSeconds(Time seconds) {
-  return static_cast<long>(seconds);
-}
 
 // The store's level codes: 3 and 7 are critical, 2 and 6 warning, every other code informational.
 bool isCriticalLevel(int level) { return level == 3 || level == 7; }
@@ -61,7 +53,7 @@ void EmailPeriodicConfig::formatMessage() {
   EmailGlobalConfig::formatMessage();
   message << "= PERIODIC REPORT ==========================================\n"
           << "The following is a periodic report of the period from " << formatTime(periodStart()) << " to "
-          << formatTime(toSeconds(std::time(nullptr))) << " (UTC).\n";
+          << formatNow() << " (UTC).\n";
   setActiveAlarms();
   setResolvedAlarms();
   message << "============================================================\n";

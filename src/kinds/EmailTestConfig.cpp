@@ -1,23 +1,8 @@
 #include "kinds/EmailTestConfig.h"
 
-#include <ctime>
-
 #include "logfiles/EventLogFile.h"
 
 namespace emailservice {
-
-namespace {
-
-constexpr unsigned int kRecentLogEntries = 25;
-
-// The clock's seconds as the `long` that formatTime takes. A template, so that the cast is not a
-// useless one where time_t already is long, and stays explicit where time_t is wider.
-template <typename Time>
-long toSeconds(Time seconds) {
-  return static_cast<long>(seconds);
-}
-
-}  // namespace
 
 void EmailTestConfig::formatSubject() {
   EmailGlobalConfig::formatSubject();
@@ -29,7 +14,7 @@ void EmailTestConfig::formatMessage() {
   EmailGlobalConfig::formatMessage();
   message << "= TEST EMAIL ================================================\n"
           << "Date (UTC) - Severity - Code - Description\n"
-          << formatTime(toSeconds(std::time(nullptr))) << " - Info - 00C00F00 - Test email\n"
+          << formatNow() << " - Info - 00C00F00 - Test email\n"
           << "============================================================\n";
 }
 

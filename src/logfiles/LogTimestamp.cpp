@@ -3,14 +3,13 @@
 #include <ctime>
 #include <limits>
 
+#include "CLocaleBlanks.h"
+
 namespace emailservice {
 
 namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
-
-// isspace() of the "C" locale: blank, \t, \n, \v, \f, \r.
-bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -33,7 +32,7 @@ class StampCursor {
   // Skips blanks, then takes up to `digits` digits, stopping before a digit that would take the
   // value above `high`; fails unless it read a digit and the value is within [low, high].
   bool number(int low, int high, int digits, int& value) {
-    while (isSpace(peek())) {
+    while (isCLocaleBlank(peek())) {
       ++next;
     }
     if (!isDigit(peek())) {

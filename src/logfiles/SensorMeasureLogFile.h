@@ -1,25 +1,13 @@
 // The environment sensor measures export, "sensors.csv".
 #pragma once
 
-#include <string>
-
-#include "logfiles/EventLogFile.h"
-#include "meslog/MeasuresLog.h"
-#include "zorvan/common/TemporaryFile.h"
+#include "logfiles/MeasuresLogFile.h"
 
 namespace emailservice {
 
-class SensorMeasureLogFile final : public EventLogFile {
+class SensorMeasureLogFile final : public MeasuresLogFile {
  public:
-  SensorMeasureLogFile(std::string const& fileName, std::string const& measuresDirectory);
-
-  // The status of the measures export, unchanged.
-  std::int32_t generateFiles(unsigned int count) override;
-  std::int32_t generateFilesFromDate(long fromTime) override;
-
- private:
-  meslog::MeasuresLog measuresLog;
-  zorvan::common::TemporaryFile temporaryFile;
+  using MeasuresLogFile::MeasuresLogFile;
 };
 
 }  // namespace emailservice

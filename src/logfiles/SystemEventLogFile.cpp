@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CLocaleBlanks.h"
 #include "CardPaths.h"
 #include "logfiles/LogCopyFile.h"
 #include "logfiles/LogLineReader.h"
@@ -28,9 +29,6 @@ constexpr char const kSessionLog[] = "logSession.csv";
 // "2024-05-01T10:00:00" and the one after them, which shows where the seconds end.
 constexpr std::size_t kStampCharacters = 20;
 
-// The blanks that the timestamp parser skips before each number: isspace() of the "C" locale.
-bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 // The start of a line too long for the reader's buffer, each run of blanks shortened to one. It
 // parses as the whole line does, since the parser skips any number of blanks before a number and
 // fails on a blank anywhere else; and it holds a few dozen characters, however long the line.
@@ -39,11 +37,11 @@ std::string stampTextOf(LogLineReader& input) {
   std::size_t others = 0;
   input.inspectLine([&text, &others](std::string_view block) {
     for (char const c : block) {
-      if (isBlank(c) && !text.empty() && isBlank(text.back())) {
+      if (isCLocaleBlank(c) && !text.empty() && isCLocaleBlank(text.back())) {
         continue;
       }
       text += c;
-      if (!isBlank(c) && ++others == kStampCharacters) {
+      if (!isCLocaleBlank(c) && ++others == kStampCharacters) {
         return false;
       }
     }

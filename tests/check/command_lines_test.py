@@ -18,7 +18,8 @@ def expected_text(text):
     if text.startswith("@"):
         with open(os.path.join(HERE, text[1:]), "rb") as f:
             return f.read()
-    text = text.replace("@VERSION@", os.environ["VERSION"]).replace("\\n", "\n")
+    text = text.replace("@VERSION@", os.environ["VERSION"]).replace("@PROFILE@", os.environ["PROFILE"])
+    text = text.replace("\\n", "\n")
     return text.encode()
 
 

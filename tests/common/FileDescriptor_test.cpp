@@ -33,10 +33,10 @@ struct RetryCase {
 
 TEST(FileDescriptorTest, RetriesOnlyInterruptedCalls) {
   std::vector<RetryCase> const cases = {
-      {{}, 7, 0, 1},                    // done at once
-      {{EINTR, EINTR}, 5, 0, 3},        // interrupted twice, then done
-      {{}, -1, EBADF, 1},               // another failure is given at once
-      {{EINTR}, -1, EIO, 2},            // interrupted, then failed
+      {{}, 7, 0, 1},              // done at once
+      {{EINTR, EINTR}, 5, 0, 3},  // interrupted twice, then done
+      {{}, -1, EBADF, 1},         // another failure is given at once
+      {{EINTR}, -1, EIO, 2},      // interrupted, then failed
   };
   for (auto const& testCase : cases) {
     int calls = 0;
@@ -95,7 +95,8 @@ TEST(FileDescriptorTest, LockWaitsForTheHolder) {
   }
   waiter.join();
   EXPECT_TRUE(second);
-  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(std::filesystem::status(path).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST(FileDescriptorTest, LockRefusesALinkAndAMissingDirectory) {

@@ -4,7 +4,8 @@
 # Maildir), and each delivered message is read back and checked: recipients, subject, body and
 # every attachment.
 #
-# Environment: SIMULATOR (the simulator executable), EMULATOR (what starts it on this machine:
+# Environment: SIMULATOR (the simulator executable), SIMULATOR_OUTBOX (one built with the outbox;
+# empty: its tests are skipped), EMULATOR (what starts it on this machine:
 # empty, or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX
 # (the build's card path prefix, empty for the card's own paths).
 
@@ -23,6 +24,7 @@ import unittest
 from aiosmtpd.controller import Controller
 
 SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ["SIMULATOR"]]
+OUTBOX_SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ.get("SIMULATOR_OUTBOX", "")]
 CARD = os.environ["CARD"]
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
@@ -129,9 +131,9 @@ class SimulatorCase(unittest.TestCase):
     # Runs the simulator (its output in self.output) and returns the delivered messages with their
     # recipients: those the SMTP server received, or with `maildir` those delivered into it; there
     # must be `sent` of them if given. `result` None: no result line.
-    def fire(self, *event, result, status, card=CARD, maildir=None, sent=None):
+    def fire(self, *event, result, status, card=CARD, maildir=None, sent=None, simulator=SIMULATOR):
         delivery = ["--maildir", maildir] if maildir else ["--smtp", "smtp://127.0.0.1:%d" % self.port]
-        self.output = subprocess.run(SIMULATOR + ["--card", card] + delivery + list(event), capture_output=True,
+        self.output = subprocess.run(simulator + ["--card", card] + delivery + list(event), capture_output=True,
                                      text=True, timeout=120)
         self.assertEqual(self.output.returncode, status, self.output.stdout + self.output.stderr)
         if result is None:
@@ -247,6 +249,45 @@ class RefusedDeliveryTest(SimulatorCase):
         self.fire("--type", "test", "--code", "1", result="TestEmailFailed (-1)", status=1)
         self.assertIn("No e-mail was handed to the SMTP server", self.output.stdout)
         self.assertIn("Connection refused\n", self.output.stdout)
+
+
+# The simulator built with the outbox: what the server could not take is kept and goes out first
+# once it is back.
+@unittest.skipUnless(OUTBOX_SIMULATOR[-1], "no simulator built with the outbox")
+class OutboxTest(SimulatorCase):
+    def setUp(self):
+        super().setUp()
+        subprocess.run(["rm", "-rf", WORK_DIRECTORY + "outbox"], check=True)
+
+    def alarm(self, state, **expected):
+        return self.fire("--type", "ups", "--level", "critical", "--state", state, "--code", "2B00",
+                         "--description", "On battery", simulator=OUTBOX_SIMULATOR, **expected)
+
+    def test_alarm_kept_while_the_server_is_down_arrives_once_before_the_cleared_alarm(self):
+        port, self.port = self.port, free_port()  # nothing listens there
+        self.alarm("active", result="SendError (-2)", status=1, sent=0)
+        self.assertIn("Card log: event 40, severity 4: Email for Operations configuration not sent: Could not send the "
+                      "message (sendemail: s-nail failed with status ", self.output.stdout)
+        listing = subprocess.run(OUTBOX_SIMULATOR + ["--outbox"], capture_output=True, text=True, check=True).stdout
+        self.assertIn("Kept e-mails: 2\n", listing)
+        self.assertIn("Attempts: 1", listing)
+        self.port = port
+        messages = self.alarm("cleared", result="Success (0)", status=0, sent=4)
+        self.assertEqual([m["Subject"].split(" - ")[2] for _, m in messages], ["Active", "Active", "Cleared", "Cleared"])
+        for recipients in (OPERATIONS, FACILITIES):
+            self.assertEqual(sorted(m["Subject"] for r, m in messages if sorted(r) == sorted(recipients)),
+                             [SYSTEM_NAME + " - Alarm - Active - Critical - On battery",
+                              SYSTEM_NAME + " - Alarm - Cleared - Critical - On battery"])
+        self.assertIn("Card log: event 42, severity 6: Kept email for Operations configuration delivered (attempt 2",
+                      self.output.stdout)
+        self.fire("--retry", result=None, status=0, sent=4, simulator=OUTBOX_SIMULATOR)
+
+    # The first configuration's recipient is refused, the second's is not: Success, exit status 3.
+    def test_success_with_an_email_not_sent_has_its_own_exit_status(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".txtpb") as card:
+            card.write(read(CARD).decode().replace('"ops@example.com"', '"ops"'))
+            card.flush()
+            self.alarm("active", card=card.name, result="Success (0)", status=3, sent=1)
 
 
 # Faults met by a run: the library raising, and a second run on the same card paths.

@@ -20,6 +20,19 @@
 
 #include "CardPaths.h"
 #include "dispatch/CallLock.h"
+#ifdef EMAILSERVICE_OUTBOX
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+#include <ctime>
+#include <random>
+
+#include "emailservice/Outbox.h"
+#include "outbox/OutboxLog.h"
+#include "outbox/OutboxStore.h"
+#endif
 #include "support/CardTest.h"
 #include "support/WholeCall.h"
 
@@ -95,6 +108,7 @@ class MailCommandTest : public CardTest {
   void TearDown() override {
     fs::remove_all(root);
     unsetenv("HARDENING_FAULT");
+    unsetenv("HARDENING_SENT");
     CardTest::TearDown();
   }
 
@@ -212,6 +226,195 @@ TEST_F(BadInputTest, TenThousandConfigurationsTakeLinearTime) {
             "sudo -u email sendemail -s \" - Alarm - Active - Critical - On battery\" -- ops@example.com < " + kWork +
                 "9999ups.txt");
   EXPECT_LT(seconds[1], 30 * seconds[0]) << "1,000 configurations: " << seconds[0] << " s, 10,000: " << seconds[1];
+}
+
+#endif
+
+#ifdef EMAILSERVICE_OUTBOX
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+
+// The outbox's card log entries since the card was reset, as "ID: message".
+std::vector<std::string> outboxEntries() {
+  std::vector<std::string> lines;
+  for (auto const& entry : simcard::SimulatedCard::instance().cardLog()) {
+    if (entry.eventId >= OutboxLog::kNotSent && entry.eventId <= OutboxLog::kDropped) {
+      EXPECT_EQ(entry.severity, entry.eventId == OutboxLog::kDelivered ? 6 : 4);
+      lines.push_back(std::to_string(entry.eventId) + ": " + entry.message);
+    }
+  }
+  return lines;
+}
+
+// The descriptions of the kept alarms, oldest first.
+std::vector<std::string> keptAlarms() {
+  std::vector<std::string> alarms;
+  for (auto const& kept : Outbox::list()) {
+    alarms.push_back(kept.subject.substr(kept.subject.rfind(" - ") + 3));
+  }
+  return alarms;
+}
+
+std::string const kOffice = "name { value: \"Office\" } upsEventTable { critical { alarmLogSelected { value: true } } }";
+
+// Two alarms fail and are kept; the second rewrites the work files of the first. Once the relay
+// is back, the next call delivers both, each with its own body, before its own e-mail, once.
+TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_SENT", "1", 1);
+  setenv("HARDENING_FAULT", "exit", 1);
+  EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
+  EXPECT_TRUE(fileExists(kWork + "outbox/0000000001/attachments/logAlarm.csv"));
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  auto const kept = Outbox::list();
+  ASSERT_EQ(kept.size(), 2U);
+  EXPECT_EQ(kept[0].configurationId + kept[0].configurationName + kept[0].recipients, "7Officeops@example.com");
+  EXPECT_EQ(kept[0].attempts, 2);
+  EXPECT_EQ(kept[0].lastReason, "exit status 3");
+  unsetenv("HARDENING_FAULT");
+  EXPECT_EQ(sendAlarm("third"), ErrorCode::Success);
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
+  EXPECT_EQ(readFile(record + ".sent"),
+            " - Alarm - Active - Critical - first: own body\n - Alarm - Active - Critical - second: own body\n"
+            " - Alarm - Active - Critical - third: own body\n");
+  auto const entries = outboxEntries();
+  ASSERT_EQ(entries.size(), 5U);
+  EXPECT_EQ(entries[0], "40: Email for Office configuration not sent: exit status 3");
+  EXPECT_EQ(entries[1], "41: Kept email for Office configuration not sent again (attempt 2): exit status 3");
+  EXPECT_EQ(entries[2], "40: Email for Office configuration not sent: exit status 3");
+  EXPECT_THAT(entries[3], HasSubstr("42: Kept email for Office configuration delivered (attempt 3, first attempt 20"));
+  EXPECT_THAT(entries[4], HasSubstr("42: Kept email for Office configuration delivered (attempt 2, first attempt 20"));
+}
+
+// Two calls at once keep one whole e-mail each; a retry from a timer at the same moment as another
+// sends each kept e-mail once.
+TEST_F(MailCommandTest, CallsAtOnceKeepAndDeliverEachEmailOnce) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_SENT", "1", 1);
+  setenv("HARDENING_FAULT", "exit", 1);
+  std::thread first([] { EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError); });
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  first.join();
+  ASSERT_EQ(Outbox::list().size(), 2U);
+  unsetenv("HARDENING_FAULT");
+  std::thread timer([] { Outbox::retry(); });
+  Outbox::retry();
+  timer.join();
+  std::string const sent = readFile(record + ".sent");
+  for (auto const* alarm : {"first", "second"}) {
+    EXPECT_EQ(sent.find(alarm), sent.rfind(alarm)) << sent;
+    EXPECT_NE(sent.find(alarm), std::string::npos) << sent;
+  }
+}
+
+// A reason in the card's log: control characters replaced, at most 200 bytes, never half a letter.
+TEST(OutboxLogTest, ReasonsArePrintableAndShort) {
+  std::string const letters(99, 'a');
+  EXPECT_EQ(OutboxLog::printable("a\nb\tc\x7f\x01" + std::string("\xc3\xa9"), 200), "a?b?c??\xc3\xa9");
+  EXPECT_EQ(OutboxLog::printable(letters + letters + "b\xc3\xa9", 200), letters + letters + "b");
+  EXPECT_EQ(OutboxLog::printable(letters + letters + "bcd", 200), letters + letters + "bc");
+}
+
+// The bounds of the test build: 3 e-mails, 65536 bytes, 5 attempts; the age of the default.
+TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  for (auto const* alarm : {"a", "b", "c", "d"}) {
+    EXPECT_EQ(sendAlarm(alarm), ErrorCode::SendError);
+  }
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"b", "c", "d"}));
+  EXPECT_THAT(outboxEntries(), Contains("44: Email for Office configuration dropped from the outbox: the outbox "
+                                        "holds 3 e-mails at most"));
+  for (int retry = 0; retry < 4; ++retry) {  // b: attempts 2 to 5
+    EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  }
+  EXPECT_EQ(outboxEntries().back(), "43: Kept email for Office configuration given up after 5 attempt(s): at most 5 attempts");
+  OutboxStore store;
+  KeptEmail c;
+  ASSERT_TRUE(store.read(store.list().front(), c));
+  c.firstAttempt = std::time(nullptr) - EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;
+  ASSERT_TRUE(store.update(store.list().front(), c));
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("given up after 1 attempt(s): first attempt more than 86400 s ago")));
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"d"}));
+  KeptEmail d;  // tried as often as the bound allows, as after a build with fewer attempts
+  ASSERT_TRUE(store.read(store.list().front(), d));
+  d.attempts = 5;
+  ASSERT_TRUE(store.update(store.list().front(), d));
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
+  EXPECT_THAT(outboxEntries().back(), HasSubstr("given up after 5 attempt(s): at most 5 attempts"));
+  EXPECT_EQ(sendAlarm(std::string(70000, 'x')), ErrorCode::SendError);
+  EXPECT_TRUE(Outbox::list().empty());
+  EXPECT_THAT(outboxEntries().back(), HasSubstr("44: Email for Office configuration not kept: "));
+  EXPECT_THAT(outboxEntries().back(), HasSubstr(" bytes exceed the outbox's 65536"));
+  EXPECT_EQ(sendAlarm(std::string(20000, 'y')), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm(std::string(20000, 'z')), ErrorCode::SendError);
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{std::string(20000, 'z')}));
+  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("dropped from the outbox: the outbox holds 65536 bytes at most")));
+}
+
+// A process killed at a random moment of keeping (and of dropping the oldest to make room) leaves
+// whole kept e-mails only.
+TEST_F(MailCommandTest, AKillAtAnyMomentOfKeepingLeavesNoHalfEmail) {
+  std::string const body(64 * 1024, 'b');
+  std::string const attachment(32 * 1024, 'l');
+  writeFile(kWork + "7ups.txt", body);
+  writeFile(kWork + "logAlarm.csv", attachment);
+  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 1, "exit status 3"}, kWork + "7ups.txt", {kWork + "logAlarm.csv"}};
+  OutboxStore const store(kWork + "outbox", {3, 1ULL << 40});
+  std::mt19937 random(std::random_device{}());
+  int runs = 0;
+  int cutShort = 0;  // runs killed in the middle of a keep
+  for (auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(3); std::chrono::steady_clock::now() < end; ++runs) {
+    pid_t const child = fork();
+    if (child == 0) {
+      for (OutboxStore keeper = store;;) {
+        keeper.keep(email);
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    std::error_code none;  // a kill before the outbox exists
+    for (auto const& entry : fs::directory_iterator(kWork + "outbox", none)) {
+      cutShort += entry.path().filename().string().rfind(".keep-", 0) == 0 ? 1 : 0;
+    }
+    for (auto const& sequence : store.list()) {
+      KeptEmail kept;
+      ASSERT_TRUE(store.read(sequence, kept)) << "run " << runs << ", " << sequence;
+      ASSERT_EQ(readFile(store.bodyPath(sequence)), body);
+      ASSERT_EQ(readFile(store.attachmentPath(sequence, "logAlarm.csv")), attachment);
+    }
+    fs::remove_all(kWork + "outbox");
+  }
+  EXPECT_GT(runs, 20);
+  EXPECT_GT(cutShort, 0);
+}
+
+// An outbox that is missing is created; one that cannot be written loses the e-mail, says why in
+// the card's log, and the call returns its code all the same.
+TEST_F(MailCommandTest, AnUnusableOutboxLosesTheEmailWithALogEntry) {
+  // Options of a tmpfs over the outbox; "file": a file in its place; "": missing.
+  char const* const cases[] = {"", "file", "size=4k", "ro"};
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  std::string const outbox = kWork + "outbox";
+  for (std::string const mount : cases) {
+    SCOPED_TRACE(mount);
+    fs::remove_all(outbox);
+    if (mount == "file") {
+      writeFile(outbox, "");
+    } else if (!mount.empty() && (!fs::create_directory(outbox) ||
+                                  ::mount("tmpfs", outbox.c_str(), "tmpfs", mount == "ro" ? MS_RDONLY : 0, mount.c_str()) != 0)) {
+      continue;  // mounting needs root in a mount namespace of its own
+    }
+    EXPECT_EQ(sendAlarm("lost"), ErrorCode::SendError);
+    EXPECT_THAT(outboxEntries().back(), HasSubstr(mount.empty() ? "40: Email for Office configuration not sent: exit status 3"
+                                                                : "44: Email for Office configuration not kept: "));
+    EXPECT_EQ(Outbox::list().size(), mount.empty() ? 1U : 0U);
+    ::umount2(outbox.c_str(), MNT_DETACH);
+  }
 }
 
 #endif

@@ -6,7 +6,8 @@
 #   configuration check;
 # - the card platform: with the simulated card's headers and libraries laid out as a card SDK,
 #   the library builds in card mode, needs the SDK's library, defines its own code and nothing of
-#   its platform, installs nothing of the simulated card, and the consumer runs against it.
+#   its platform, installs nothing of the simulated card, and the consumer runs against it; a
+#   consumer that asks that install for the simulated card is told which install component has it.
 # Usage: check_install.sh SOURCE_DIR BUILD_DIR SCRATCH_DIR
 # Environment: EMULATOR starts the programs built (empty for native builds); CMAKE_ARGS configure
 # the nested builds (a cross build's toolchain); CXX, CXXFLAGS and LDFLAGS build the consumer.
@@ -37,6 +38,10 @@ check_library() {
   done
   ! printf '%s\n' "$defined" | grep -E '^([a-z ]+ for )?(cdsapi|dravo|zorvan|utils|meslog|netinfo|simcard|google)::|_2eproto' ||
     fail "the library defines symbols of its platform"
+  # The outbox's entry and header come with a library built with the outbox, and only then.
+  outbox=$(printf '%s\n' "$defined" | grep -cxF 'emailservice::Outbox::retry()' || true)
+  [ "$outbox" -eq "$(ls "$(dirname "$1")/../include/emailservice/Outbox.h" 2>/dev/null | wc -l)" ] ||
+    fail "the outbox's entry and its header do not go together"
 }
 run() { LD_LIBRARY_PATH=$1 $EMULATOR "$2"; }
 
@@ -128,6 +133,18 @@ readelf -d "$scratch/card-prefix/lib/libemailService.so.1" | grep -q 'NEEDED.*\[
 ! grep -lE 'simcard|protobuf|Protobuf' "$scratch/card-prefix"/lib/cmake/emailService/emailServiceTargets* \
   "$scratch/card-prefix"/lib/pkgconfig/* "$prefix/lib/pkgconfig/emailService.pc" ||
   fail "the library's package names its platform"
+# The card's install has no simulated card: the package names the component and what installs it.
+# shellcheck disable=SC2086
+if cmake -S "$scratch/consumer" -B "$scratch/consumer/card-build" -DemailService_DIR="$scratch/card-prefix/lib/cmake/emailService" \
+  $CMAKE_ARGS >"$scratch/card-find.log" 2>&1; then
+  fail "find_package found the component simcard in the card's install"
+fi
+# CMake wraps the message: compare it as one line.
+found=$(tr -s ' \n' '  ' <"$scratch/card-find.log")
+case $found in
+  *'component simcard is not installed'*'install component Simulator'*) ;;
+  *) fail "find_package does not name the missing component and its install component: $found" ;;
+esac
 # shellcheck disable=SC2086
 $CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/on-card" "$scratch/consumer/main.cpp" -I"$scratch/card-prefix/include" \
   -I"$sdk/include" -L"$scratch/card-prefix/lib" -L"$sdk/lib" -lemailService -lsimcard -lprotobuf $LDFLAGS

@@ -22,12 +22,13 @@
 
 #include "CardCheck.h"
 #include "CardPaths.h"
-#include "CardPreparation.h"
+#include "UtcTime.h"
 #include "cdsapi/CdsAccessor.h"
 #include "emailservice/ConfigurationCheck.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "scenario.pb.h"
+#include "simcard/CardPreparation.h"
 #include "support/CardTest.h"
 #include "zorvan/Exec.h"
 
@@ -101,14 +102,6 @@ dravo::proto::EmailConfigurationList* configurationList(simcard::proto::CardStat
     }
   }
   return nullptr;
-}
-
-std::string nowUtc() {
-  std::time_t const now = std::time(nullptr);
-  std::tm fields{};
-  gmtime_r(&now, &fields);
-  char text[32];
-  return std::string(text, std::strftime(text, sizeof text, "%F %T", &fields));
 }
 
 // `expected` with each "{NOW}" replaced by the text at the same place of `actual`, which must be
@@ -208,7 +201,7 @@ void ScenarioTest::prepareCard(test::Scenario const& scenario, test::Case const&
   }
   card().load(state);
   std::string error;
-  ASSERT_TRUE(simulator::CardPreparation(state).prepare(error)) << error;
+  ASSERT_TRUE(simcard::CardPreparation(state).prepare(error)) << error;
   if (c.no_work_directory()) {
     fs::remove_all(paths::kWorkDirectory);
   }
@@ -343,7 +336,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
                          e.has_state_number() ? e.state_number() : e.state(),
                          e.has_description() ? e.description() : "On battery"};
   cdsapi::CdsAccessor accessor;
-  std::string const before = nowUtc();
+  std::string const before = formatUtc(std::time(nullptr));
   ::testing::internal::CaptureStdout();
   bool threw = false;
   ErrorCode result = ErrorCode::Success;
@@ -355,7 +348,7 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
     threw = true;
   }
   std::string const printed = ::testing::internal::GetCapturedStdout();
-  std::string const after = nowUtc();
+  std::string const after = formatUtc(std::time(nullptr));
   fs::current_path(directory);
   if (c.has_report()) {
     EmailConfig(accessor, event, configurationList(state)->configurations(c.report())).logError(result);

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "CardLocator.h"
+#include "DeviceNumbers.h"
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/InBandAccessor.h"
 #include "cdsapi/OobAccessor.h"
@@ -92,8 +93,11 @@ std::string CardCheck::diagnostic() const {
 std::vector<Finding> CardCheck::checkLoadedCard() {
   cdsapi::CdsAccessor accessor("emailservice-check");
   auto const& inband = accessor.inbandAccessor();
-  emailservice::check::DeviceNames const names{inband.getDeviceFriendlyName(1), inband.getDevicePhysicalName(1),
-                                               inband.getDeviceFriendlyName(20), inband.getDevicePhysicalName(20)};
+  using emailservice::kCommunicationModule;
+  using emailservice::kMonitoredDevice;
+  emailservice::check::DeviceNames const names{
+      inband.getDeviceFriendlyName(kCommunicationModule), inband.getDevicePhysicalName(kCommunicationModule),
+      inband.getDeviceFriendlyName(kMonitoredDevice), inband.getDevicePhysicalName(kMonitoredDevice)};
   return emailservice::check::checkConfigurations(
       accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names);
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "BuildProfile.h"
 #include "CardCheck.h"
 #include "CheckReport.h"
 #include "LongOptions.h"
@@ -24,7 +25,7 @@ std::string usage(std::string const& program) {
          "  -q, --quiet  only the errors: no warnings, notes or summaries\n"
          "  --json       the findings of every card file as JSON (format version 1)\n"
          "  -h, --help   this text\n"
-         "  --version    the version of the e-mail service library\n"
+         "  --version    the version of the e-mail service library and the build's profile\n"
          "\n"
          "Exit status: 0 without errors (warnings and notes allowed), 1 when a card has errors, 2 when a\n"
          "card file cannot be read or parsed, or the command line is not usable.\n";
@@ -70,7 +71,7 @@ int main(int argc, char** argv) {
     return tools::CheckReport::kExitUnusable;
   }
   if (help || version) {
-    std::cout << (help ? usage(program) : "emailservice-check (libemailService) " EMAILSERVICE_VERSION "\n");
+    std::cout << (help ? usage(program) : tools::BuildProfile::versionText("emailservice-check"));
     return 0;
   }
   std::vector<tools::CardCheck> checks(files.begin(), files.end());

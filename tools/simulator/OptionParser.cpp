@@ -2,11 +2,12 @@
 
 #include <cctype>
 #include <ctime>
-#include <map>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "LongOptions.h"
+#include "UtcTime.h"
 
 namespace simulator {
 
@@ -15,40 +16,30 @@ namespace {
 using emailservice::EventLevel;
 using emailservice::EventType;
 
-// The options' keys: "-h" has its letter, the others are long only.
-enum Key : int {
-  kCard = 256,
-  kType,
-  kDate,
-  kLevel,
-  kCode,
-  kState,
-  kDescription,
-  kMaildir,
-  kSmtp,
-  kLog,
-  kLogConfig,
-  kCheck,
-  kVersion,
+// The names an enumerated value may be given by, in the order the usage lists them, and what its
+// number is called.
+struct Choices {
+  std::vector<std::pair<char const*, std::int32_t>> names;
+  char const* number;
+
+  // "periodic, card, ups, test, or a type number"
+  std::string text() const {
+    std::string listed;
+    for (auto const& name : names) {
+      listed += std::string(name.first) + ", ";
+    }
+    return listed + "or a " + number;
+  }
 };
 
-tools::LongOptions const& optionTable() {
-  static tools::LongOptions const table({{"card", true, kCard},
-                                         {"type", true, kType},
-                                         {"date", true, kDate},
-                                         {"level", true, kLevel},
-                                         {"code", true, kCode},
-                                         {"state", true, kState},
-                                         {"description", true, kDescription},
-                                         {"maildir", true, kMaildir},
-                                         {"smtp", true, kSmtp},
-                                         {"log", false, kLog},
-                                         {"log-config", true, kLogConfig},
-                                         {"check", false, kCheck},
-                                         {"help", false, 'h'},
-                                         {"version", false, kVersion}});
-  return table;
-}
+Choices const kTypes{
+    {{"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}},
+    "type number"};
+Choices const kLevels{{{"critical", EventLevel::Critical},
+                       {"warning", EventLevel::Warning},
+                       {"informational", EventLevel::Informational}},
+                      "level number"};
+Choices const kStates{{{"active", 1}, {"cleared", 0}}, "state number"};
 
 // A whole decimal 32-bit number, or false.
 bool parseNumber(std::string const& text, std::int32_t& value) {
@@ -65,47 +56,165 @@ bool parseNumber(std::string const& text, std::int32_t& value) {
   }
 }
 
-// A name of `names`, in any case, or a number.
-bool parseNamed(std::string text, std::map<std::string, std::int32_t> const& names, std::int32_t& value) {
+// A name of `choices`, in any case, or a number.
+bool parseNamed(std::string text, Choices const& choices, std::int32_t& value) {
   for (char& c : text) {
     c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   }
-  auto const found = names.find(text);
-  if (found != names.end()) {
-    value = found->second;
-    return true;
+  for (auto const& name : choices.names) {
+    if (text == name.first) {
+      value = name.second;
+      return true;
+    }
   }
   return parseNumber(text, value);
 }
 
-using Names = std::map<std::string, std::int32_t>;
-
-Names const& typeNames() {
-  static Names const names = {
-      {"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}};
-  return names;
+// What the rows set: a text of the options or of the event as given, a switch, a named value.
+template <std::string SimulatorOptions::*field>
+bool setText(std::string const& value, SimulatorOptions& options) {
+  options.*field = value;
+  return true;
 }
 
-Names const& levelNames() {
-  static Names const names = {{"critical", EventLevel::Critical},
-                              {"warning", EventLevel::Warning},
-                              {"informational", EventLevel::Informational}};
-  return names;
+template <std::string emailservice::EmailEvent::*field>
+bool setEventText(std::string const& value, SimulatorOptions& options) {
+  options.event.*field = value;
+  return true;
 }
 
-Names const& stateNames() {
-  static Names const names = {{"active", 1}, {"cleared", 0}};
-  return names;
+template <bool SimulatorOptions::*field>
+bool turnOn(std::string const&, SimulatorOptions& options) {
+  options.*field = true;
+  return true;
 }
 
-// The date column the card's event service would give: now, in UTC.
-std::string now() {
-  std::time_t const seconds = std::time(nullptr);
-  std::tm broken{};
-  gmtime_r(&seconds, &broken);
-  char text[32];
-  std::size_t const length = std::strftime(text, sizeof text, "%F %T", &broken);
-  return std::string(text, length);
+template <std::int32_t emailservice::EmailEvent::*field, Choices const& choices>
+bool setNamed(std::string const& value, SimulatorOptions& options) {
+  return parseNamed(value, choices, options.event.*field);
+}
+
+bool setMaildir(std::string const& value, SimulatorOptions& options) {
+  options.maildir = value;
+  return !value.empty();
+}
+
+bool setSmtp(std::string const& value, SimulatorOptions& options) {
+  options.smtpUrl = value;
+  return value.compare(0, 7, "smtp://") == 0 && value.size() > 7;
+}
+
+bool setLogConfiguration(std::string const& value, SimulatorOptions& options) {
+  options.logConfigurationId = value;
+  options.logConfigurationGiven = true;
+  return true;
+}
+
+// One option: where the usage lists it, how it is given, what it says, and what it sets. The
+// getopt table, the usage text and the parse are all made from these rows.
+struct OptionRow {
+  char const* section;     // the usage block the option opens; nullptr: it goes on the block above
+  char const* name;        // without the leading "--"
+  char letter;             // its short option, or 0
+  char const* value;       // what the usage calls its value; nullptr: it takes none
+  std::string help;        // lines after the first are indented under the first
+  Choices const* choices;  // the accepted names of an enumerated value, listed when a value is bad
+  bool (*set)(std::string const& value, SimulatorOptions& options);  // false: the value is bad
+};
+
+using emailservice::EmailEvent;
+
+std::vector<OptionRow> const& rows() {
+  static std::vector<OptionRow> const table = {
+      {"Card", "card", 0, "FILE", "the card file (a simulated card state in protobuf text format)", nullptr,
+       setText<&SimulatorOptions::cardFile>},
+      {nullptr, "check", 0, nullptr,
+       "check the card's e-mail configurations first and print the findings\n"
+       "(as emailservice-check does); the event is fired all the same",
+       nullptr, turnOn<&SimulatorOptions::check>},
+      {"Event record", "type", 0, "TYPE", kTypes.text() + " (required)", &kTypes, setNamed<&EmailEvent::type, kTypes>},
+      {nullptr, "date", 0, "TEXT", "the date column of the bodies (default: now, UTC, \"YYYY-MM-DD hh:mm:ss\")",
+       nullptr, setEventText<&EmailEvent::date>},
+      {nullptr, "level", 0, "LEVEL", kLevels.text() + " (default: informational)", &kLevels,
+       setNamed<&EmailEvent::level, kLevels>},
+      {nullptr, "code", 0, "TEXT",
+       "the event code in hexadecimal; for periodic and test events the id of the\n"
+       "configuration the event is for (default: empty)",
+       nullptr, setEventText<&EmailEvent::code>},
+      {nullptr, "state", 0, "STATE", kStates.text() + " (default: active)", &kStates,
+       setNamed<&EmailEvent::state, kStates>},
+      {nullptr, "description", 0, "TEXT", "the event description (default: empty)", nullptr,
+       setEventText<&EmailEvent::description>},
+      {"Delivery (what the card's sendemail command does with the e-mails)", "maildir", 0, "DIR",
+       "deliver into the Maildir DIR (default: {maildir})", nullptr, setMaildir},
+      {nullptr, "smtp", 0, "smtp://HOST:PORT", "hand the e-mails to this SMTP server instead", nullptr, setSmtp},
+      {"Reporting", "log", 0, nullptr,
+       "also report the result to the card's log, as the card's event service may,\n"
+       "and print the card's log",
+       nullptr, turnOn<&SimulatorOptions::logResult>},
+      {nullptr, "log-config", 0, "ID",
+       "the configuration named in that entry (default: the one whose id is the\n"
+       "event's code, else the first one after the template)",
+       nullptr, setLogConfiguration},
+      {"Outbox (a library built with EMAILSERVICE_OUTBOX or the hardened profile)", "outbox", 0, nullptr,
+       "list the e-mails kept because they could not be sent (configuration, subject,\n"
+       "recipients, attempts, first attempt, last reason), and do nothing else",
+       nullptr, turnOn<&SimulatorOptions::listOutbox>},
+      {nullptr, "retry", 0, nullptr,
+       "send the kept e-mails again, as the card's service does from a timer,\n"
+       "instead of firing an event (no --type)",
+       nullptr, turnOn<&SimulatorOptions::retryOnly>},
+      {"Other", "help", 'h', nullptr, "this text", nullptr, turnOn<&SimulatorOptions::help>},
+      {nullptr, "version", 0, nullptr, "the version of the e-mail service library and the build's profile", nullptr,
+       turnOn<&SimulatorOptions::version>},
+  };
+  return table;
+}
+
+// The key getopt_long answers for the row at `index`: its letter, or a number above 255.
+int keyOf(std::size_t index) {
+  char const letter = rows()[index].letter;
+  return letter != 0 ? letter : 256 + static_cast<int>(index);
+}
+
+OptionRow const& rowOf(int key) {
+  std::vector<OptionRow> const& table = rows();
+  for (std::size_t index = 0; index < table.size(); ++index) {
+    if (keyOf(index) == key) {
+      return table[index];
+    }
+  }
+  throw std::logic_error("no option has the key " + std::to_string(key));
+}
+
+tools::LongOptions const& optionTable() {
+  static tools::LongOptions const table = [] {
+    std::vector<tools::LongOptions::Option> options;
+    for (std::size_t index = 0; index < rows().size(); ++index) {
+      options.push_back({rows()[index].name, rows()[index].value != nullptr, keyOf(index)});
+    }
+    return tools::LongOptions(options);
+  }();
+  return table;
+}
+
+// "  --card FILE            the card file ...": the option and its value padded to kLabelWidth
+// between two blanks on each side, the help after them, its further lines under its first.
+constexpr std::size_t kLabelWidth = 21;
+constexpr std::size_t kHelpColumn = 2 + kLabelWidth + 2;
+
+std::string usageLine(OptionRow const& row) {
+  std::string label =
+      row.letter != 0 ? std::string("-") + row.letter + ", --" + row.name : std::string("--") + row.name;
+  if (row.value != nullptr) {
+    label += std::string(" ") + row.value;
+  }
+  std::string line =
+      "  " + label + std::string(label.size() < kLabelWidth ? kLabelWidth - label.size() : 0, ' ') + "  ";
+  for (char const c : row.help) {
+    line += c == '\n' ? "\n" + std::string(kHelpColumn, ' ') : std::string(1, c);
+  }
+  return line + "\n";
 }
 
 }  // namespace
@@ -115,142 +224,74 @@ OptionParser::OptionParser(std::string maildir) : defaultMaildir(std::move(maild
 bool OptionParser::parse(std::vector<std::string> const& args, SimulatorOptions& options, std::string& error) const {
   options = SimulatorOptions{};
   options.event.type = 0;
-  options.event.date = now();
+  // The date column the card's event service would give: now, in UTC.
+  options.event.date = emailservice::formatUtc(std::time(nullptr));
   options.event.level = EventLevel::Informational;
   options.event.state = 1;
   options.maildir = defaultMaildir;
-  std::set<int> seen;
+  std::set<std::string> seen;
   std::vector<std::string> operands;
   bool const parsed = optionTable().parse(
       args,
       [&](int key, std::string const& value, std::string& failure) {
-        if (!seen.insert(key).second) {
+        OptionRow const& row = rowOf(key);
+        if (!seen.insert(row.name).second) {
           failure = "option " + optionTable().nameOf(key) + " given twice";
-          return false;
+        } else if (!row.set(value, options)) {
+          failure = "bad value '" + value + "' for " + optionTable().nameOf(key) +
+                    (row.choices != nullptr ? "; give " + row.choices->text() : "");
         }
-        return apply(key, value, options, failure);
+        return failure.empty();
       },
       operands, error);
   if (parsed && !operands.empty()) {
     error = "unexpected argument '" + operands.front() + "'";
   }
-  return error.empty() && complete(options, seen.count(kType) != 0, seen.count(kMaildir) != 0, error);
+  return error.empty() && complete(options, seen.count("type") != 0, seen.count("maildir") != 0, error);
 }
 
 // Whether a command line that parsed says enough for a run.
 bool OptionParser::complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error) {
-  if (options.help || options.version) {
+  if (options.help || options.version || options.listOutbox) {
     return true;
   }
   if (options.cardFile.empty()) {
     error = "no card file: give --card FILE";
-  } else if (!typeGiven) {
-    error = "no event type: give --type periodic|card|ups|test|NUMBER";
+  } else if (!typeGiven && !options.retryOnly) {
+    error = "no event type: give --type " + kTypes.text();
   } else if (!options.smtpUrl.empty() && maildirGiven) {
     error = "--maildir and --smtp exclude each other";
   }
   return error.empty();
 }
 
-bool OptionParser::apply(int key, std::string const& value, SimulatorOptions& options, std::string& error) const {
-  emailservice::EmailEvent& event = options.event;
-  bool valid = true;
-  switch (key) {
-    case 'h':
-      options.help = true;
-      break;
-    case kVersion:
-      options.version = true;
-      break;
-    case kLog:
-      options.logResult = true;
-      break;
-    case kCheck:
-      options.check = true;
-      break;
-    case kCard:
-      options.cardFile = value;
-      break;
-    case kType:
-      valid = parseNamed(value, typeNames(), event.type);
-      break;
-    case kLevel:
-      valid = parseNamed(value, levelNames(), event.level);
-      break;
-    case kState:
-      valid = parseNamed(value, stateNames(), event.state);
-      break;
-    case kDate:
-      event.date = value;
-      break;
-    case kCode:
-      event.code = value;
-      break;
-    case kDescription:
-      event.description = value;
-      break;
-    case kMaildir:
-      options.maildir = value;
-      valid = !value.empty();
-      break;
-    case kSmtp:
-      options.smtpUrl = value;
-      valid = value.compare(0, 7, "smtp://") == 0 && value.size() > 7;
-      break;
-    case kLogConfig:
-      options.logConfigurationId = value;
-      options.logConfigurationGiven = true;
-      break;
-    default:
-      break;
-  }
-  if (!valid) {
-    error = "bad value '" + value + "' for " + optionTable().nameOf(key);
-  }
-  return valid;
-}
-
 std::string OptionParser::usage(std::string const& program, std::string const& defaultMaildir) {
-  return "Usage: " + program +
-         " --card FILE [--check] --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
-         "\n"
-         "Fires one event at the e-mail service of a simulated card, as the card's event service would,\n"
-         "and reports the result. The card file describes the card: its records (EMAIL_CONFIGURATION,\n"
-         "NETWORK_INTERFACE), devices, alarm history, system logs and measure records.\n"
-         "\n"
-         "Card:\n"
-         "  --card FILE            the card file (a simulated card state in protobuf text format)\n"
-         "  --check                check the card's e-mail configurations first and print the findings\n"
-         "                         (as emailservice-check does); the event is fired all the same\n"
-         "\n"
-         "Event record:\n"
-         "  --type TYPE            periodic, card, ups, test, or a type number (required)\n"
-         "  --date TEXT            the date column of the bodies (default: now, UTC, \"YYYY-MM-DD hh:mm:ss\")\n"
-         "  --level LEVEL          critical, warning, informational, or a level number (default: informational)\n"
-         "  --code TEXT            the event code in hexadecimal; for periodic and test events the id of the\n"
-         "                         configuration the event is for (default: empty)\n"
-         "  --state STATE          active, cleared, or a state number (default: active)\n"
-         "  --description TEXT     the event description (default: empty)\n"
-         "\n"
-         "Delivery (what the card's sendemail command does with the e-mails):\n"
-         "  --maildir DIR          deliver into the Maildir DIR (default: " +
-         defaultMaildir +
-         ")\n"
-         "  --smtp smtp://HOST:PORT  hand the e-mails to this SMTP server instead\n"
-         "\n"
-         "Reporting:\n"
-         "  --log                  also report the result to the card's log, as the card's event service may,\n"
-         "                         and print the card's log\n"
-         "  --log-config ID        the configuration named in that entry (default: the one whose id is the\n"
-         "                         event's code, else the first one after the template)\n"
-         "  -h, --help             this text\n"
-         "  --version              the version of the e-mail service library\n"
+  std::string text = "Usage: " + program +
+                     " --card FILE [--check] --type TYPE [event options] [delivery] [--log [--log-config ID]]\n"
+                     "       " +
+                     program + " --card FILE --retry [delivery]\n       " + program +
+                     " --outbox\n"
+                     "\n"
+                     "Fires one event at the e-mail service of a simulated card, as the card's event service would,\n"
+                     "and reports the result. The card file describes the card: its records (EMAIL_CONFIGURATION,\n"
+                     "NETWORK_INTERFACE), devices, alarm history, system logs and measure records.\n";
+  for (OptionRow const& row : rows()) {
+    if (row.section != nullptr) {
+      text += std::string("\n") + row.section + ":\n";
+    }
+    text += usageLine(row);
+  }
+  std::string::size_type const slot = text.find("{maildir}");
+  text.replace(slot, 9, defaultMaildir);
+  return text +
          "\n"
          "Options may be abbreviated as long as they stay unique; names of types, levels and states are\n"
          "read in any case.\n"
          "\n"
          "Exit status: 0 for Success and TestEmailSucceeded, 1 for TestEmailFailed and SendError,\n"
-         "2 for a bad command line or card file.\n";
+         "2 for a bad command line or card file, 3 for Success or TestEmailSucceeded although an e-mail\n"
+         "of the event was not sent (a later configuration succeeded; with the outbox it is kept).\n"
+         "--retry: 0 when nothing stays kept, 1 otherwise. --outbox: 0, or 2 without the outbox.\n";
 }
 
 }  // namespace simulator

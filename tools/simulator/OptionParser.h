@@ -18,6 +18,8 @@ struct SimulatorOptions {
   std::string logConfigurationId;  // empty: chosen from the event
   bool logConfigurationGiven = false;
   bool check = false;  // check the card's configurations first and print the findings
+  bool listOutbox = false;  // list the kept e-mails and do nothing else
+  bool retryOnly = false;   // send the kept e-mails again instead of firing an event
   bool help = false;
   bool version = false;
 };
@@ -35,7 +37,6 @@ class OptionParser final {
   static std::string usage(std::string const& program, std::string const& defaultMaildir);
 
  private:
-  bool apply(int key, std::string const& value, SimulatorOptions& options, std::string& error) const;
   static bool complete(SimulatorOptions const& options, bool typeGiven, bool maildirGiven, std::string& error);
 
   std::string defaultMaildir;

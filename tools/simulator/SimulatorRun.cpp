@@ -4,14 +4,20 @@
 #include <ostream>
 
 #include "CardPaths.h"
-#include "CardPreparation.h"
 #include "Delivery.h"
 #include "RunLock.h"
 #include "cdsapi/CdsAccessor.h"
+#include "dispatch/EventTypeRules.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
 #include "simcard/CardFile.h"
+#include "simcard/CardPreparation.h"
 #include "simcard/SimulatedCard.h"
+
+#ifdef EMAILSERVICE_OUTBOX
+#include "common/UtcTime.h"
+#include "emailservice/Outbox.h"
+#endif
 
 namespace simulator {
 
@@ -21,6 +27,10 @@ using emailservice::ErrorCode;
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUnusable = 2;
+constexpr int kExitNotAllSent = 3;
+
+// The library's card log entry of an e-mail of the event that was not sent (docs/outbox.md).
+constexpr int kNotSentEntry = 40;
 
 // The configuration list of the card's "EMAIL_CONFIGURATION" record; empty when there is none.
 dravo::proto::EmailConfigurationList configurationList(simcard::proto::CardState const& state) {
@@ -72,7 +82,7 @@ int SimulatorRun::run() {
   std::string error;
   RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !lock.acquire(error) || !CardPreparation(state).prepare(error) ||
+  if (!loadCard(state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
       !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
@@ -85,7 +95,7 @@ int SimulatorRun::run() {
 
   int status = kExitUnusable;
   try {
-    status = fire(state);
+    status = options.retryOnly ? retry() : fire(state);
   } catch (std::exception const& failure) {
     err << "emailservice-simulator: an exception left the library: " << failure.what() << "\n";
   } catch (...) {
@@ -99,17 +109,71 @@ int SimulatorRun::run() {
 int SimulatorRun::fire(simcard::proto::CardState const& state) {
   cdsapi::CdsAccessor accessor("emailservice-simulator");
   emailservice::EmailService service(accessor);
+  auto const& entries = simcard::SimulatedCard::instance().cardLog();
+  std::size_t const before = entries.size();
   ErrorCode const result = service.manageEmails(options.event);
   out << "Result: " << describe(result) << "\n";
+  bool notSent = false;
+  for (std::size_t i = before; i < entries.size(); ++i) {
+    notSent = notSent || entries[i].eventId == kNotSentEntry;
+  }
+  printLibraryEntries(before);
   if (options.logResult) {
     logResult(state, accessor, result);
   }
-  return result == ErrorCode::Success || result == ErrorCode::TestEmailSucceeded ? 0 : kExitFailed;
+  if (result != ErrorCode::Success && result != ErrorCode::TestEmailSucceeded) {
+    return kExitFailed;
+  }
+  return notSent ? kExitNotAllSent : 0;
 }
+
+void SimulatorRun::printLibraryEntries(std::size_t first) {
+  auto const& entries = simcard::SimulatedCard::instance().cardLog();
+  for (std::size_t i = first; i < entries.size(); ++i) {
+    out << "Card log: event " << entries[i].eventId << ", severity " << entries[i].severity << ": "
+        << entries[i].message << "\n";
+  }
+}
+
+#ifdef EMAILSERVICE_OUTBOX
+
+int SimulatorRun::retry() {
+  std::size_t const before = simcard::SimulatedCard::instance().cardLog().size();
+  ErrorCode const result = emailservice::Outbox::retry();
+  out << "Retry: " << (result == ErrorCode::Success ? "nothing stays kept" : "e-mails stay kept") << "\n";
+  printLibraryEntries(before);
+  return result == ErrorCode::Success ? 0 : kExitFailed;
+}
+
+int SimulatorRun::listOutbox() {
+  auto const kept = emailservice::Outbox::list();
+  out << "Kept e-mails: " << kept.size() << "\n";
+  for (auto const& email : kept) {
+    out << "  Configuration " << email.configurationId << " (" << email.configurationName << ")  To: "
+        << email.recipients << "  Subject: " << email.subject << "\n    Attempts: " << email.attempts
+        << "  First attempt: " << emailservice::formatUtc(email.firstAttempt)
+        << " UTC  Last reason: " << email.lastReason << "\n";
+  }
+  return 0;
+}
+
+#else
+
+int SimulatorRun::retry() {
+  err << "emailservice-simulator: --retry: this library was built without the outbox\n";
+  return kExitUnusable;
+}
+
+int SimulatorRun::listOutbox() {
+  err << "emailservice-simulator: --outbox: this library was built without the outbox\n";
+  return kExitUnusable;
+}
+
+#endif
 
 // A test or periodic event is for the one configuration whose id is its code.
 void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const {
-  if (options.event.type != emailservice::EventType::Test && options.event.type != emailservice::EventType::Periodic) {
+  if (!emailservice::EventTypeRules::addressesOneConfiguration(options.event.type)) {
     return;
   }
   if (positionOfId(configurationList(state), options.event.code) > 0) {

@@ -17,8 +17,11 @@ class SimulatorRun final {
 
   // The process's exit status: 0 for Success and TestEmailSucceeded, 1 for the failure codes,
   // 2 when the card file or the card's files could not be prepared, or when an exception left the
-  // library. Runs on the same card paths wait for each other.
+  // library, 3 when the code says sent but an e-mail of the event was not. Runs on the same card
+  // paths wait for each other. --retry: 0 when nothing stays kept, 1 otherwise.
   int run();
+  // --outbox: prints the kept e-mails; 2 when the library has no outbox.
+  int listOutbox();
 
   // "TestEmailSucceeded (1)"; an unknown value reads "unknown (N)".
   static std::string describe(emailservice::ErrorCode code);
@@ -27,6 +30,10 @@ class SimulatorRun final {
   bool loadCard(simcard::proto::CardState& state);
   // Fires the event and reports the result; the library's exceptions pass.
   int fire(simcard::proto::CardState const& state);
+  // --retry: sends the kept e-mails again.
+  int retry();
+  // The card log entries that the library wrote itself from `first` on (outbox builds).
+  void printLibraryEntries(std::size_t first);
   void warnIfNoConfigurationIsAddressed(simcard::proto::CardState const& state) const;
   void logResult(simcard::proto::CardState const& state, cdsapi::CdsAccessor& accessor, emailservice::ErrorCode code);
   std::string logConfigurationId(simcard::proto::CardState const& state) const;

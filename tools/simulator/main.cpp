@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "BuildProfile.h"
 #include "CardCheck.h"
 #include "OptionParser.h"
 #include "SimulatorRun.h"
@@ -50,11 +51,15 @@ int main(int argc, char** argv) {
   }
   if (options.help || options.version) {
     std::cout << (options.help ? simulator::OptionParser::usage(program, defaultMaildir())
-                               : "emailservice-simulator (libemailService) " EMAILSERVICE_VERSION "\n");
+                               : tools::BuildProfile::versionText("emailservice-simulator"));
     return 0;
+  }
+  simulator::SimulatorRun run(options, programPath(program.c_str()), std::cout, std::cerr);
+  if (options.listOutbox) {
+    return run.listOutbox();
   }
   if (options.check) {
     checkCard(options.cardFile);
   }
-  return simulator::SimulatorRun(options, programPath(program.c_str()), std::cout, std::cerr).run();
+  return run.run();
 }

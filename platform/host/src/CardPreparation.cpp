@@ -1,11 +1,11 @@
-#include "CardPreparation.h"
+#include "simcard/CardPreparation.h"
 
 #include <filesystem>
 #include <fstream>
 
 #include "CardPaths.h"
 
-namespace simulator {
+namespace simcard {
 
 namespace {
 
@@ -75,4 +75,4 @@ bool CardPreparation::writeSystemLogs(std::string& error) const {
   return true;
 }
 
-}  // namespace simulator
+}  // namespace simcard

@@ -1,17 +1,17 @@
-#include "logfiles/SensorMeasureLogFile.h"
+#include "logfiles/MeasuresLogFile.h"
 
 namespace emailservice {
 
-SensorMeasureLogFile::SensorMeasureLogFile(std::string const& fileName, std::string const& measuresDirectory)
+MeasuresLogFile::MeasuresLogFile(std::string const& fileName, std::string const& measuresDirectory)
     : EventLogFile(fileName), measuresLog(measuresDirectory), temporaryFile(logFileName, false) {}
 
 // The measures service always exports its latest records here; the count of entries that other
 // logs take is not a notion of that service.
-std::int32_t SensorMeasureLogFile::generateFiles(unsigned int /*count*/) {
+std::int32_t MeasuresLogFile::generateFiles(unsigned int /*count*/) {
   return measuresLog.exportCsvSaveToFile(meslog::MeasuresLog::kRecentExport, logFileName, 0);
 }
 
-std::int32_t SensorMeasureLogFile::generateFilesFromDate(long fromTime) {
+std::int32_t MeasuresLogFile::generateFilesFromDate(long fromTime) {
   return measuresLog.exportCsvSaveToFile(meslog::MeasuresLog::kExportFromDate, logFileName, fromTime);
 }
 

@@ -1,0 +1,40 @@
+// The outbox of a library built with it (EMAILSERVICE_OUTBOX, or the hardened profile): e-mails
+// whose sending failed are kept under the work directory and sent again. manageEmails sends them
+// again before its event; this entry does the same without an event, for a timer of the card's
+// service. Installed, and exported by the library, only in those builds.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emailservice/ErrorCode.h"
+#include "emailservice/Export.h"
+
+namespace emailservice {
+
+class EMAILSERVICE_EXPORT Outbox {
+ public:
+  // One kept e-mail, as an administrator would want to see it.
+  struct Entry {
+    std::string configurationId;
+    std::string configurationName;
+    std::string subject;
+    std::string recipients;
+    std::int64_t firstAttempt;  // seconds since 1970 UTC
+    std::int32_t attempts;
+    std::string lastReason;
+  };
+
+  Outbox() = delete;
+
+  // Sends the kept e-mails again, oldest first, as manageEmails does before its event, and gives
+  // up those kept too long or tried too often. Waits for, and holds, the lock of manageEmails.
+  // Success when nothing stays kept, SendError otherwise.
+  static ErrorCode retry();
+
+  // The kept e-mails, oldest first. Reads only; takes no lock.
+  static std::vector<Entry> list();
+};
+
+}  // namespace emailservice

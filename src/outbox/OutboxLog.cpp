@@ -1,0 +1,71 @@
+#ifdef EMAILSERVICE_OUTBOX
+
+#include "outbox/OutboxLog.h"
+
+#include "cdsapi/dataLog.h"
+#include "common/UtcTime.h"
+
+namespace emailservice {
+
+namespace {
+
+void logEntry(int eventId, cdsapi::syslog_severity severity, std::string const& message) {
+  cdsapi::dataLog::logMessage(cdsapi::enLogCategoryEmail, eventId, 0, severity, "", 0, message);
+}
+
+std::string configuration(char const* opening, std::string const& name) {
+  return opening + name + " configuration";
+}
+
+}  // namespace
+
+void OutboxLog::notSent(std::string const& name, std::string const& reason) {
+  logEntry(kNotSent, cdsapi::SEVERITY_WARNING,
+           configuration("Email for ", name) + " not sent: " + printable(reason, kReasonBytes));
+}
+
+void OutboxLog::notSentAgain(std::string const& name, std::int32_t attempt, std::string const& reason) {
+  logEntry(kNotSentAgain, cdsapi::SEVERITY_WARNING,
+           configuration("Kept email for ", name) + " not sent again (attempt " + std::to_string(attempt) +
+               "): " + printable(reason, kReasonBytes));
+}
+
+void OutboxLog::delivered(std::string const& name, std::int32_t attempt, std::int64_t firstAttempt) {
+  logEntry(kDelivered, cdsapi::SEVERITY_INFORMATIONAL,
+           configuration("Kept email for ", name) + " delivered (attempt " + std::to_string(attempt) +
+               ", first attempt " + formatUtc(firstAttempt) + ")");
+}
+
+void OutboxLog::givenUp(std::string const& name, std::int32_t attempts, std::string const& why) {
+  logEntry(kGivenUp, cdsapi::SEVERITY_WARNING,
+           configuration("Kept email for ", name) + " given up after " + std::to_string(attempts) +
+               " attempt(s): " + why);
+}
+
+void OutboxLog::dropped(std::string const& name, std::string const& what, std::string const& why) {
+  logEntry(kDropped, cdsapi::SEVERITY_WARNING,
+           configuration("Email for ", name) + " " + what + ": " + printable(why, kReasonBytes));
+}
+
+std::string OutboxLog::printable(std::string const& text, std::size_t bytes) {
+  std::string shown = text.substr(0, bytes);
+  if (text.size() > bytes) {
+    // Back to the start of a UTF-8 sequence that the cut would split.
+    std::string::size_type end = shown.size();
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+      --end;
+    }
+    shown.resize(end);
+  }
+  for (char& c : shown) {
+    auto const byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      c = '?';
+    }
+  }
+  return shown;
+}
+
+}  // namespace emailservice
+
+#endif

@@ -1,0 +1,73 @@
+#ifdef EMAILSERVICE_OUTBOX
+
+#include "outbox/OutboxRetry.h"
+
+#include <ctime>
+
+#include "email/MailCommand.h"
+#include "outbox/OutboxLog.h"
+
+namespace emailservice {
+
+namespace {
+
+constexpr std::int64_t kMaxAgeSeconds = EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;
+constexpr std::int32_t kMaxAttempts = EMAILSERVICE_OUTBOX_MAX_ATTEMPTS;
+
+}  // namespace
+
+OutboxRetry::OutboxRetry(OutboxStore const& outbox) : store(outbox) {}
+
+std::size_t OutboxRetry::run() const {
+  store.removeLeftovers();
+  std::int64_t const now = std::time(nullptr);
+  std::size_t remaining = 0;
+  bool sending = true;
+  for (auto const& sequence : store.list()) {
+    KeptEmail email;
+    if (!store.read(sequence, email)) {
+      store.remove(sequence);
+      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+    } else if (email.attempts >= kMaxAttempts) {
+      giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
+    } else if (now - email.firstAttempt >= kMaxAgeSeconds) {
+      giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
+    } else if (!sending || !send(sequence, email)) {
+      sending = false;
+      remaining += email.attempts < kMaxAttempts ? 1U : 0U;
+    }
+  }
+  return remaining;
+}
+
+bool OutboxRetry::send(std::string const& sequence, KeptEmail& email) const {
+  std::string attachments;
+  for (auto const& name : email.attachments) {
+    attachments += " " + store.attachmentPath(sequence, name);
+  }
+  MailCommand command(email.subject, attachments, email.recipients, store.bodyPath(sequence));
+  bool const sent = command.run();
+  ++email.attempts;
+  if (sent) {
+    store.remove(sequence);
+    OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
+    return true;
+  }
+  email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
+  OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
+  if (email.attempts >= kMaxAttempts) {
+    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
+  } else {
+    store.update(sequence, email);
+  }
+  return false;
+}
+
+void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why) const {
+  store.remove(sequence);
+  OutboxLog::givenUp(email.configurationName, email.attempts, why);
+}
+
+}  // namespace emailservice
+
+#endif

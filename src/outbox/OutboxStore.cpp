@@ -1,0 +1,186 @@
+#ifdef EMAILSERVICE_OUTBOX
+
+#include "outbox/OutboxStore.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "CardPaths.h"
+#include "outbox/DurableFiles.h"
+#include "outbox/OutboxLog.h"
+
+namespace emailservice {
+
+namespace {
+
+constexpr char const kRecord[] = "/email";
+constexpr char const kBody[] = "/body";
+constexpr char const kAttachments[] = "/attachments";
+// Names that start with a dot are never a kept e-mail: a keep or a removal that a crash cut short.
+constexpr char const kKeeping[] = "/.keep-";
+constexpr char const kRemoving[] = "/.gone-";
+// A record is small; a larger file is not one.
+constexpr std::uint64_t kRecordLimit = 1024 * 1024;
+constexpr std::size_t kSequenceDigits = 10;
+
+bool isSequence(std::string const& name) {
+  return name.size() == kSequenceDigits && name.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The attachment's own file name, which the mail command shows; a numbered name when that is not
+// a plain name or is taken.
+std::string attachmentName(std::string const& path, std::size_t index, std::vector<std::string> const& taken) {
+  std::string name = path.substr(path.rfind('/') + 1);
+  bool const usable = !name.empty() && name != "." && name != ".." && name.find(' ') == std::string::npos;
+  for (auto const& other : taken) {
+    if (other == name) {
+      name.clear();
+    }
+  }
+  return usable && !name.empty() ? name : "attachment-" + std::to_string(index + 1);
+}
+
+}  // namespace
+
+OutboxStore::OutboxStore()
+    : OutboxStore(std::string(paths::kWorkDirectory) + "outbox",
+                  Bounds{EMAILSERVICE_OUTBOX_MAX_EMAILS, EMAILSERVICE_OUTBOX_MAX_BYTES}) {}
+
+OutboxStore::OutboxStore(std::string directory, Bounds limits) : root(std::move(directory)), bounds(limits) {}
+
+std::string OutboxStore::bodyPath(std::string const& sequence) const { return root + "/" + sequence + kBody; }
+
+std::string OutboxStore::attachmentPath(std::string const& sequence, std::string const& name) const {
+  return root + "/" + sequence + kAttachments + "/" + name;
+}
+
+void OutboxStore::keep(FailedEmail const& email) {
+  std::string const& name = email.record.configurationName;
+  std::string error;
+  if (!DurableFiles::makeDirectory(root, error)) {
+    OutboxLog::dropped(name, "not kept", error);
+    return;
+  }
+  removeLeftovers();
+  std::uint64_t bytes = DurableFiles::size(email.bodyFile) + email.record.toText().size();
+  for (auto const& attachment : email.attachments) {
+    bytes += DurableFiles::size(attachment);
+  }
+  if (bytes > bounds.bytes) {
+    OutboxLog::dropped(name, "not kept",
+                       std::to_string(bytes) + " bytes exceed the outbox's " + std::to_string(bounds.bytes));
+    return;
+  }
+  makeRoom(bytes);
+  std::string const sequence = nextSequence(list());
+  std::string const temporary = root + kKeeping + sequence;
+  if (!write(temporary, email, error) || std::rename(temporary.c_str(), (root + "/" + sequence).c_str()) != 0) {
+    DurableFiles::removeTree(temporary);
+    OutboxLog::dropped(name, "not kept", error.empty() ? "cannot rename " + temporary : error);
+    return;
+  }
+  DurableFiles::syncDirectory(root);
+}
+
+// Drops the oldest kept e-mails until one more of `bytes` fits both bounds.
+void OutboxStore::makeRoom(std::uint64_t bytes) {
+  std::vector<std::string> kept = list();
+  std::uint64_t total = 0;
+  for (auto const& sequence : kept) {
+    total += DurableFiles::size(root + "/" + sequence);
+  }
+  std::size_t oldest = 0;
+  while (oldest < kept.size() && (kept.size() - oldest >= bounds.emails || total + bytes > bounds.bytes)) {
+    std::string const why = kept.size() - oldest >= bounds.emails
+                                ? "the outbox holds " + std::to_string(bounds.emails) + " e-mails at most"
+                                : "the outbox holds " + std::to_string(bounds.bytes) + " bytes at most";
+    KeptEmail dropped;
+    std::string const droppedName = read(kept[oldest], dropped) ? dropped.configurationName : std::string();
+    total -= std::min(total, DurableFiles::size(root + "/" + kept[oldest]));
+    remove(kept[oldest]);
+    OutboxLog::dropped(droppedName, "dropped from the outbox", why);
+    ++oldest;
+  }
+}
+
+bool OutboxStore::write(std::string const& directory, FailedEmail const& email, std::string& error) const {
+  KeptEmail record = email.record;
+  record.attachments.clear();
+  if (!DurableFiles::makeDirectory(directory, error) ||
+      !DurableFiles::makeDirectory(directory + kAttachments, error)) {
+    return false;
+  }
+  std::uint64_t bytes = 0;
+  if (!DurableFiles::copy(email.bodyFile, directory + kBody, bytes, error)) {
+    return false;
+  }
+  for (std::size_t i = 0; i < email.attachments.size(); ++i) {
+    record.attachments.push_back(attachmentName(email.attachments[i], i, record.attachments));
+    if (!DurableFiles::copy(email.attachments[i], directory + kAttachments + "/" + record.attachments.back(), bytes,
+                            error)) {
+      return false;
+    }
+  }
+  if (!DurableFiles::write(directory + kRecord, record.toText(), error)) {
+    return false;
+  }
+  DurableFiles::syncDirectory(directory + kAttachments);
+  DurableFiles::syncDirectory(directory);
+  return true;
+}
+
+std::vector<std::string> OutboxStore::list() const {
+  std::vector<std::string> kept;
+  for (auto const& name : DurableFiles::names(root)) {
+    if (isSequence(name)) {
+      kept.push_back(name);
+    }
+  }
+  return kept;
+}
+
+void OutboxStore::removeLeftovers() const {
+  for (auto const& name : DurableFiles::names(root)) {
+    if (!isSequence(name)) {
+      DurableFiles::removeTree(root + "/" + name);
+    }
+  }
+}
+
+std::string OutboxStore::nextSequence(std::vector<std::string> const& kept) const {
+  std::string next = std::to_string(kept.empty() ? 1 : std::stoull(kept.back()) + 1);
+  return std::string(kSequenceDigits - std::min(kSequenceDigits, next.size()), '0') + next;
+}
+
+bool OutboxStore::read(std::string const& sequence, KeptEmail& email) const {
+  std::string text;
+  return DurableFiles::read(root + "/" + sequence + kRecord, kRecordLimit, text) && email.fromText(text);
+}
+
+bool OutboxStore::update(std::string const& sequence, KeptEmail const& email) const {
+  std::string const record = root + "/" + sequence + kRecord;
+  std::string const temporary = record + ".new";
+  std::string error;
+  ::remove(temporary.c_str());
+  if (!DurableFiles::write(temporary, email.toText(), error) || std::rename(temporary.c_str(), record.c_str()) != 0) {
+    ::remove(temporary.c_str());
+    return false;
+  }
+  DurableFiles::syncDirectory(root + "/" + sequence);
+  return true;
+}
+
+// The e-mail disappears at once under its old name; what a crash leaves behind is removed later.
+void OutboxStore::remove(std::string const& sequence) const {
+  std::string const gone = root + kRemoving + sequence;
+  if (std::rename((root + "/" + sequence).c_str(), gone.c_str()) == 0) {
+    DurableFiles::syncDirectory(root);
+    DurableFiles::removeTree(gone);
+  } else {
+    DurableFiles::removeTree(root + "/" + sequence);
+  }
+}
+
+}  // namespace emailservice
+
+#endif
