@@ -26,9 +26,23 @@ function(emailservice_install_library target)
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endfunction()
 
-# A program for development hosts.
-function(emailservice_install_tool target)
+# A program for development hosts, and its manual page: made by help2man from the program's own
+# --help (run through the cross build's emulator), so that the texts have one home. The version is
+# the project's: the build profile that --version adds belongs to the binary, not to the page.
+# `summary` is the page's one-line description.
+function(emailservice_install_tool target summary)
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Simulator)
+  find_program(EMAILSERVICE_HELP2MAN help2man REQUIRED)
+  set(page ${CMAKE_CURRENT_BINARY_DIR}/${target}.1)
+  string(JOIN " " run ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${target}>)
+  add_custom_command(OUTPUT ${page}
+    COMMAND ${EMAILSERVICE_HELP2MAN} --no-info --name=${summary} "--source=libemailService ${PROJECT_VERSION}"
+      --version-string=${PROJECT_VERSION} --output=${page} ${run}
+    DEPENDS ${target}
+    COMMENT "Manual page of ${target}"
+    VERBATIM)
+  add_custom_target(${target}-manual ALL DEPENDS ${page})
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Simulator)
 endfunction()
 
 # The CMake package, once every library of the package has joined its export set; its component

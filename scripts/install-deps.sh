@@ -3,8 +3,9 @@
 # sudo) when something is missing.
 #
 #   scripts/install-deps.sh main    what the main job needs (scripts/run-example.sh): the build,
-#                                   Protocol Buffers, s-nail for the card's sendemail stand-in, and
-#                                   aiosmtpd for the SMTP server on the loopback
+#                                   Protocol Buffers, s-nail for the card's sendemail stand-in,
+#                                   aiosmtpd for the SMTP server on the loopback; help2man for the
+#                                   tools' manual pages
 #   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
 #                                   cross build and the emulator that runs its tests included
 #   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
@@ -20,6 +21,7 @@ pkg-config
 protobuf-compiler
 libprotobuf-dev
 s-nail
+help2man
 python3
 python3-aiosmtpd
 "
@@ -27,6 +29,7 @@ TEST_PACKAGES="
 googletest
 libgtest-dev
 libgmock-dev
+python3-jsonschema
 "
 TOOL_PACKAGES="
 clang

@@ -113,6 +113,11 @@ run "$prefix/lib" "$scratch/consumer/check-by-pkg-config"
 
 # The simulated card as a card SDK: the Simulator component's headers and libraries, nothing else.
 cmake --install "$build" --prefix "$scratch/simulator" --component Simulator >/dev/null
+# The tools' manual pages, made from their --help, come with them.
+for tool in emailservice-check emailservice-simulator; do
+  grep -q "^\.TH \"\?${tool}" -i "$scratch/simulator/share/man/man1/$tool.1" || fail "no manual page of $tool"
+  grep -q "^\.SH SYNOPSIS" "$scratch/simulator/share/man/man1/$tool.1" || fail "the manual page of $tool has no synopsis"
+done
 cp -R "$scratch/simulator/include/emailservice/platform" "$sdk/include"
 cp -P "$scratch/simulator"/lib/lib*.so* "$sdk/lib/"
 # shellcheck disable=SC2086

@@ -1,8 +1,11 @@
 #include "CardCheck.h"
 
-#include <cstdio>
-#include <ostream>
+#include <google/protobuf/io/tokenizer.h>
 
+#include <iostream>
+#include <iterator>
+
+#include "CardLocator.h"
 #include "DeviceNumbers.h"
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/InBandAccessor.h"
@@ -16,88 +19,75 @@ namespace tools {
 namespace {
 
 using emailservice::check::Finding;
-using emailservice::check::Scope;
 using emailservice::check::Severity;
 
-// Length of the UTF-8 sequence that starts `text` at `at`, or 0 when it is not valid UTF-8.
-std::size_t utf8Length(std::string const& text, std::size_t at) {
-  auto const lead = static_cast<unsigned char>(text[at]);
-  std::size_t length = 0;
-  if (lead < 0x80) {
-    length = 1;
-  } else if (lead >= 0xC2 && lead < 0xE0) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead < 0xF0) {
-    length = 3;
-  } else if (lead >= 0xF0 && lead < 0xF5) {
-    length = 4;
-  }
-  if (length == 0 || at + length > text.size()) {
-    return 0;
-  }
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) {
-      return 0;
+// Keeps the first syntax error of a parse, with 1-based numbers (the parser counts from 0, and
+// gives line -1 to an error without a place).
+class FirstError final : public google::protobuf::io::ErrorCollector {
+ public:
+  explicit FirstError(CardCheck::Problem& problem) : first(problem) {}
+
+  void AddError(int line, google::protobuf::io::ColumnNumber column, std::string const& message) override {
+    if (first.message.empty()) {
+      first = {message, line + 1, line >= 0 ? column + 1 : 0};
     }
   }
-  return length;
-}
 
-// A JSON string; bytes that are not UTF-8 become U+FFFD, since JSON text is Unicode.
-std::string json(std::string const& text) {
-  std::string result = "\"";
-  for (std::size_t at = 0; at < text.size();) {
-    auto const byte = static_cast<unsigned char>(text[at]);
-    std::size_t const length = utf8Length(text, at);
-    if (length == 0) {
-      result += "\\ufffd";
-      ++at;
-    } else if (byte == '"' || byte == '\\') {
-      result += '\\';
-      result += text[at++];
-    } else if (byte < 0x20) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned int>(byte));
-      result += escaped;
-      ++at;
-    } else {
-      result.append(text, at, length);
-      at += length;
-    }
-  }
-  return result + "\"";
-}
-
-char const* scopeName(Scope scope) {
-  switch (scope) {
-    case Scope::Configuration:
-      return "configuration";
-    case Scope::Device:
-      return "device";
-    case Scope::List:
-      break;
-  }
-  return "list";
-}
-
-void writeFinding(std::ostream& out, Finding const& finding) {
-  out << "{\"severity\": \"" << emailservice::check::severityName(finding.severity) << "\", \"scope\": \""
-      << scopeName(finding.scope) << "\", \"position\": " << finding.position << ", \"id\": " << json(finding.id)
-      << ", \"name\": " << json(finding.name) << ", \"field\": " << json(finding.field)
-      << ", \"part\": " << json(finding.part) << ", \"value\": " << json(finding.value)
-      << ", \"message\": " << json(finding.message) << "}";
-}
+ private:
+  CardCheck::Problem& first;
+};
 
 }  // namespace
 
-bool CardCheck::run(std::string& error) {
-  simcard::proto::CardState state;
-  if (!simcard::CardFile::load(file, state, error)) {
+CardCheck::CardCheck(std::string cardFile) : path(std::move(cardFile)), file(path == "-" ? "<stdin>" : path) {}
+
+bool CardCheck::read(std::string& content) {
+  std::string error;
+  if (path != "-") {
+    // "PATH: cannot read: ..." without the path, which the report puts before it.
+    bool const read = simcard::CardFile::read(path, content, error);
+    trouble.message = read ? "" : error.substr(path.size() + 2);
+    return read;
+  }
+  // At most one byte more than a card file may have, to tell that it has too many.
+  std::istreambuf_iterator<char> in(std::cin);
+  for (std::size_t got = 0; got <= simcard::CardFile::kMaxBytes && in != std::istreambuf_iterator<char>(); ++got) {
+    content += *in++;
+  }
+  trouble.message = content.size() > simcard::CardFile::kMaxBytes ? "cannot read: larger than 16 MiB"
+                    : std::cin.bad()                               ? "cannot read: input error"
+                                                                   : "";
+  return trouble.message.empty();
+}
+
+bool CardCheck::parse(std::string const& content) {
+  FirstError collector(trouble);
+  google::protobuf::TextFormat::Parser parser;
+  parser.RecordErrorsTo(&collector);
+  where.reset(new google::protobuf::TextFormat::ParseInfoTree);
+  parser.WriteLocationsTo(where.get());
+  if (!parser.ParseFromString(content, &card)) {
+    trouble.message = trouble.message.empty() ? "cannot parse the card file" : trouble.message;
     return false;
   }
-  simcard::SimulatedCard::instance().load(state);
-  findings = checkLoadedCard();
   return true;
+}
+
+bool CardCheck::run(std::string& error) {
+  std::string content;
+  if (!read(content) || !parse(content)) {
+    error = diagnostic();
+    return false;
+  }
+  simcard::SimulatedCard::instance().load(card);
+  found = checkLoadedCard();
+  return true;
+}
+
+std::string CardCheck::diagnostic() const {
+  std::string const place =
+      trouble.line > 0 ? ":" + std::to_string(trouble.line) + ":" + std::to_string(trouble.column) : "";
+  return file + place + ": " + trouble.message;
 }
 
 std::vector<Finding> CardCheck::checkLoadedCard() {
@@ -112,28 +102,27 @@ std::vector<Finding> CardCheck::checkLoadedCard() {
       accessor.oobAccessor().get("EMAIL_CONFIGURATION").emailconfigurationlist(), names);
 }
 
-bool CardCheck::hasErrors() const {
-  for (auto const& finding : findings) {
-    if (finding.severity == Severity::Error) {
-      return true;
-    }
+std::size_t CardCheck::count(Severity severity) const {
+  std::size_t counted = 0;
+  for (auto const& finding : found) {
+    counted += finding.severity == severity ? 1 : 0;
   }
-  return false;
+  return counted;
+}
+
+int CardCheck::lineOf(Finding const& finding) const {
+  return where ? CardLocator(card, *where).lineOf(finding) : 0;
+}
+
+std::string CardCheck::line(Finding const& finding) const {
+  int const at = lineOf(finding);
+  return file + (at > 0 ? ":" + std::to_string(at) : "") + ": " + emailservice::check::describe(finding);
 }
 
 void CardCheck::printLines(std::ostream& out) const {
-  for (auto const& finding : findings) {
-    out << file << ": " << emailservice::check::describe(finding) << "\n";
+  for (auto const& finding : found) {
+    out << line(finding) << "\n";
   }
-}
-
-void CardCheck::printJson(std::ostream& out) const {
-  out << "{\"file\": " << json(file) << ", \"findings\": [";
-  for (std::size_t i = 0; i < findings.size(); ++i) {
-    out << (i == 0 ? "\n  " : ",\n  ");
-    writeFinding(out, findings[i]);
-  }
-  out << (findings.empty() ? "]}\n" : "\n]}\n");
 }
 
 }  // namespace tools

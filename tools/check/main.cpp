@@ -1,41 +1,54 @@
-// emailservice-check: the configuration check of a card file, before the card is used.
+// emailservice-check: the configuration check of card files, before the cards are used.
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "BuildProfile.h"
 #include "CardCheck.h"
+#include "CheckReport.h"
 #include "LongOptions.h"
 
 namespace {
 
-constexpr int kExitErrors = 1;
-constexpr int kExitUnusable = 2;
 constexpr int kJson = 256;
 constexpr int kVersion = 257;
 
 std::string usage(std::string const& program) {
   return "Usage: " + program +
-         " [--json] CARD_FILE\n"
+         " [-q | --json] CARD_FILE...\n"
          "\n"
-         "Checks the e-mail configurations of a card file (a simulated card state in protobuf text format)\n"
-         "and the device names that reach the mail command: one finding a line, with what the e-mail\n"
-         "service will do with the value.\n"
+         "Checks the e-mail configurations of card files (simulated card states in protobuf text format)\n"
+         "and the device names that reach the mail command: one finding a line, placed at the line of\n"
+         "the card file it is about, with what the e-mail service will do with the value; then one\n"
+         "summary line per card file. A CARD_FILE of - is the standard input.\n"
          "\n"
-         "  --json       the findings as JSON\n"
+         "  -q, --quiet  only the errors: no warnings, notes or summaries\n"
+         "  --json       the findings of every card file as JSON (format version 1)\n"
          "  -h, --help   this text\n"
          "  --version    the version of the e-mail service library and the build's profile\n"
          "\n"
-         "Exit status: 0 without errors (warnings and notes allowed), 1 with errors, 2 when the card file\n"
-         "cannot be read or the command line is not usable.\n";
+         "Exit status: 0 without errors (warnings and notes allowed), 1 when a card has errors, 2 when a\n"
+         "card file cannot be read or parsed, or the command line is not usable.\n";
+}
+
+// The operands, or a usage error in `error`.
+bool checkOperands(std::vector<std::string> const& files, std::string& error) {
+  std::size_t inputs = 0;
+  for (auto const& file : files) {
+    inputs += file == "-" ? 1U : 0U;
+  }
+  error = files.empty() ? "no card file: give CARD_FILE" : inputs > 1 ? "the standard input (-) given twice" : "";
+  return error.empty();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   std::string const program = argc > 0 ? argv[0] : "emailservice-check";
-  tools::LongOptions const options({{"json", false, kJson}, {"help", false, 'h'}, {"version", false, kVersion}});
+  tools::LongOptions const options(
+      {{"json", false, kJson}, {"quiet", false, 'q'}, {"help", false, 'h'}, {"version", false, kVersion}});
   bool json = false;
+  bool quiet = false;
   bool help = false;
   bool version = false;
   std::vector<std::string> files;
@@ -44,27 +57,28 @@ int main(int argc, char** argv) {
       std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc),
       [&](int key, std::string const&, std::string&) {
         json = json || key == kJson;
+        quiet = quiet || key == 'q';
         help = help || key == 'h';
         version = version || key == kVersion;
         return true;
       },
       files, error);
-  if (parsed && !help && !version && files.size() != 1) {
-    error = files.empty() ? "no card file: give CARD_FILE" : "one card file at a time";
+  if (parsed && !help && !version && checkOperands(files, error) && json && quiet) {
+    error = "--json and --quiet exclude each other";
   }
   if (!error.empty()) {
     std::cerr << "emailservice-check: " << error << "\nTry '" << program << " --help'.\n";
-    return kExitUnusable;
+    return tools::CheckReport::kExitUnusable;
   }
   if (help || version) {
     std::cout << (help ? usage(program) : tools::BuildProfile::versionText("emailservice-check"));
     return 0;
   }
-  tools::CardCheck check(files.front());
-  if (!check.run(error)) {
-    std::cerr << "emailservice-check: " << error << "\n";
-    return kExitUnusable;
+  std::vector<tools::CardCheck> checks(files.begin(), files.end());
+  for (auto& check : checks) {
+    check.run(error);
   }
-  json ? check.printJson(std::cout) : check.printLines(std::cout);
-  return check.hasErrors() ? kExitErrors : 0;
+  tools::CheckReport const report(checks);
+  json ? report.printJson(std::cout) : report.printText(std::cout, std::cerr, quiet);
+  return report.exitStatus();
 }

@@ -92,6 +92,10 @@ bool readWholeFile(std::string const& path, std::string& content, std::string& e
 
 }  // namespace
 
+bool CardFile::read(std::string const& path, std::string& content, std::string& error) {
+  return readWholeFile(path, content, error);
+}
+
 bool CardFile::load(std::string const& path, proto::CardState& state, std::string& error) {
   std::string content;
   if (!readWholeFile(path, content, error)) {

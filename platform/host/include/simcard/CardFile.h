@@ -18,6 +18,9 @@ class CardFile {
   // a syntax error, the line and column ("card.txtpb:12:5: ..."). A file that is not a regular
   // file (a FIFO, a device) or is larger than kMaxBytes is refused without reading it whole.
   static bool load(std::string const& path, proto::CardState& state, std::string& error);
+  // Reads the card file at `path` whole into `content`, with the refusals of load ("PATH: cannot
+  // read: ..." in `error`), for a reader that parses it itself.
+  static bool read(std::string const& path, std::string& content, std::string& error);
 };
 
 }  // namespace simcard
