@@ -32,6 +32,7 @@ bench_armhf=$root/build/bench-armhf/benchmarks/logCut_benchmark
 log=$card/flash/log/logSystem.csv
 me=bench-card.sh
 
+scripts/install-deps.sh tools >&2
 echo "$me: building" >&2
 [ -x "$sysroot/bin/cp" ] || scripts/make-armhf-sysroot.sh "$sysroot" >&2
 cmake --preset benchmark -DEMAILSERVICE_PATH_PREFIX="$card" >/dev/null

@@ -9,7 +9,7 @@
 #   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
 #                                   cross build and the emulator that runs its tests included
 #   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
-#                                   (scripts/fuzz.sh, scripts/valgrind.sh, the benchmark preset)
+#                                   (scripts/fuzz.sh, scripts/valgrind.sh, scripts/bench-card.sh)
 #   scripts/install-deps.sh         the same as "tools": everything
 set -eu
 
@@ -35,7 +35,6 @@ TOOL_PACKAGES="
 clang
 libclang-rt-14-dev
 valgrind
-libbenchmark-dev
 "
 
 # The armhf cross build and the emulator that runs its tests.
