@@ -24,6 +24,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <ctime>
@@ -264,8 +265,14 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   storeConfigurations({"7"}, "ops@example.com", kOffice);
   setenv("HARDENING_SENT", "1", 1);
   setenv("HARDENING_FAULT", "exit", 1);
+  mode_t const umask = ::umask(077);  // kept files are for the mail command's user, whatever the umask
   EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
-  EXPECT_TRUE(fileExists(kWork + "outbox/0000000001/attachments/logAlarm.csv"));
+  ::umask(umask);
+  for (auto const* kept : {"", "/0000000001", "/0000000001/attachments", "/0000000001/attachments/logAlarm.csv",
+                           "/0000000001/body", "/0000000001/email"}) {
+    EXPECT_EQ(fs::status(kWork + "outbox" + kept).permissions(),
+              fs::is_directory(kWork + "outbox" + kept) ? fs::perms(0711) : fs::perms(0644)) << kept;
+  }
   EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
   auto const kept = Outbox::list();
   ASSERT_EQ(kept.size(), 2U);
