@@ -20,27 +20,30 @@ OutboxRetry::OutboxRetry(OutboxStore const& outbox) : store(outbox) {}
 
 std::size_t OutboxRetry::run() const {
   store.removeLeftovers();
-  std::int64_t const now = std::time(nullptr);
-  std::size_t remaining = 0;
-  bool sending = true;
+  Pass pass;
   for (auto const& sequence : store.list()) {
-    KeptEmail email;
-    if (!store.read(sequence, email)) {
-      store.remove(sequence);
-      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
-    } else if (email.attempts >= kMaxAttempts) {
-      giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
-    } else if (now - email.firstAttempt >= kMaxAgeSeconds) {
-      giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
-    } else if (!sending || !send(sequence, email)) {
-      sending = false;
-      remaining += email.attempts < kMaxAttempts ? 1U : 0U;
-    }
+    take(sequence, pass);
   }
-  return remaining;
+  return pass.remaining;
 }
 
-bool OutboxRetry::send(std::string const& sequence, KeptEmail& email) const {
+void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
+  KeptEmail email;
+  if (!store.read(sequence, email)) {
+    store.remove(sequence);
+    OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+  } else if (email.attempts >= kMaxAttempts) {
+    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
+  } else if (std::time(nullptr) - email.firstAttempt >= kMaxAgeSeconds) {
+    giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
+  } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
+    ++pass.remaining;
+  } else {
+    send(sequence, email, pass);
+  }
+}
+
+void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass) const {
   std::string attachments;
   for (auto const& name : email.attachments) {
     attachments += " " + store.attachmentPath(sequence, name);
@@ -51,16 +54,18 @@ bool OutboxRetry::send(std::string const& sequence, KeptEmail& email) const {
   if (sent) {
     store.remove(sequence);
     OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
-    return true;
+    return;
   }
+  pass.held.insert(email.configurationId);
+  pass.noAnswer = command.timedOut();
   email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
   OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
   if (email.attempts >= kMaxAttempts) {
     giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
   } else {
     store.update(sequence, email);
+    ++pass.remaining;
   }
-  return false;
 }
 
 void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why) const {

@@ -110,6 +110,7 @@ class MailCommandTest : public CardTest {
     fs::remove_all(root);
     unsetenv("HARDENING_FAULT");
     unsetenv("HARDENING_SENT");
+    unsetenv("HARDENING_REFUSE");
     CardTest::TearDown();
   }
 
@@ -292,6 +293,37 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   EXPECT_EQ(entries[2], "40: Email for Office configuration not sent: exit status 3");
   EXPECT_THAT(entries[3], HasSubstr("42: Kept email for Office configuration delivered (attempt 3, first attempt 20"));
   EXPECT_THAT(entries[4], HasSubstr("42: Kept email for Office configuration delivered (attempt 2, first attempt 20"));
+}
+
+// A kept e-mail that fails again holds back only the later ones of its configuration; a relay that
+// does not answer ends the pass at the first deadline.
+TEST_F(MailCommandTest, AFailingKeptEmailHoldsBackOnlyItsOwnConfiguration) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_SENT", "1", 1);
+  setenv("HARDENING_FAULT", "exit", 1);
+  EXPECT_EQ(sendAlarm("refused"), ErrorCode::SendError);
+  storeConfigurations({"7", "8"}, "ops@example.com", kOffice);
+  EXPECT_EQ(sendAlarm("late"), ErrorCode::SendError);
+  auto attempts = [] {
+    std::string found;
+    for (auto const& kept : Outbox::list()) {
+      found += kept.configurationId + ":" + std::to_string(kept.attempts) + " ";
+    }
+    return found;
+  };
+  ASSERT_EQ(attempts(), "7:2 7:1 8:1 ");
+  if (kDeadline > 0 && kDeadline <= 10) {
+    setenv("HARDENING_FAULT", "hang", 1);
+    EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+    EXPECT_EQ(attempts(), "7:3 7:1 8:1 ");
+    EXPECT_EQ(Outbox::list()[0].lastReason, "no answer within " + std::to_string(static_cast<int>(kDeadline)) + " s");
+  }
+  unsetenv("HARDENING_FAULT");
+  setenv("HARDENING_REFUSE", "refused", 1);
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - late: own body\n");
+  EXPECT_EQ(attempts(), kHardened ? "7:4 7:1 " : "7:3 7:1 ");
+  EXPECT_THAT(Outbox::list()[0].lastReason, HasSubstr("Could not send the message"));
 }
 
 // Two calls at once keep one whole e-mail each; a retry from a timer at the same moment as another
