@@ -59,12 +59,17 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass
   pass.held.insert(email.configurationId);
   pass.noAnswer = command.timedOut();
   email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
-  OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
-  if (email.attempts >= kMaxAttempts) {
-    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
+  // The outbox first, then the card's log: an exception of the log must not lose the attempt.
+  bool const last = email.attempts >= kMaxAttempts;
+  if (last) {
+    store.remove(sequence);
   } else {
     store.update(sequence, email);
     ++pass.remaining;
+  }
+  OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
+  if (last) {
+    OutboxLog::givenUp(email.configurationName, email.attempts, "at most " + std::to_string(kMaxAttempts) + " attempts");
   }
 }
 

@@ -326,6 +326,24 @@ TEST_F(MailCommandTest, AFailingKeptEmailHoldsBackOnlyItsOwnConfiguration) {
   EXPECT_THAT(Outbox::list()[0].lastReason, HasSubstr("Could not send the message"));
 }
 
+// An exception of the card's log never changes a call's outcome: the call returns its code, the
+// e-mail is kept, a retry returns its result and counts its attempt.
+TEST_F(MailCommandTest, AFaultOfTheCardsLogLeavesTheOutcomeAlone) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  card().setFault("logMessage");
+  EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"first", "second"}));
+  EXPECT_EQ(Outbox::list()[0].attempts, 3);
+  unsetenv("HARDENING_FAULT");
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);  // ended by the entry of the first delivery
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"second"}));
+  card().setFault("");
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
+}
+
 // Two calls at once keep one whole e-mail each; a retry from a timer at the same moment as another
 // sends each kept e-mail once.
 TEST_F(MailCommandTest, CallsAtOnceKeepAndDeliverEachEmailOnce) {
