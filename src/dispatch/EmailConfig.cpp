@@ -147,6 +147,7 @@ FailedEmail failedEmail(dravo::proto::EmailConfiguration const& configuration, E
   email.record.subject = kind.getSubject();
   email.record.recipients = recipients;
   email.record.firstAttempt = std::time(nullptr);
+  email.record.firstAttemptBoot = KeptEmail::bootSeconds();
   email.record.attempts = 1;
   email.record.lastReason = OutboxLog::printable(kind.getFailureReason(), OutboxLog::kReasonBytes);
   email.bodyFile = kind.getMessageFileName();

@@ -2,6 +2,8 @@
 
 #include "outbox/KeptEmail.h"
 
+#include <time.h>
+
 #include <cstdlib>
 
 namespace emailservice {
@@ -15,6 +17,7 @@ constexpr char const kSubject[] = "subject";
 constexpr char const kRecipients[] = "recipients";
 constexpr char const kAttachment[] = "attachment";
 constexpr char const kFirstAttempt[] = "first-attempt";
+constexpr char const kFirstAttemptBoot[] = "first-attempt-boot";
 constexpr char const kAttempts[] = "attempts";
 constexpr char const kLastReason[] = "last-reason";
 // Written last: a record without it was cut short.
@@ -35,6 +38,16 @@ bool parseNumber(std::string const& text, std::int64_t& value) {
     return false;
   }
   value = std::strtoll(text.c_str(), nullptr, 10);
+  return true;
+}
+
+// parseNumber, or a minus sign and parseNumber.
+bool parseSigned(std::string const& text, std::int64_t& value) {
+  bool const negative = !text.empty() && text[0] == '-';
+  if (!parseNumber(negative ? text.substr(1) : text, value)) {
+    return false;
+  }
+  value = negative ? -value : value;
   return true;
 }
 
@@ -67,6 +80,7 @@ std::string KeptEmail::toText() const {
     putField(text, kAttachment, attachment);
   }
   putField(text, kFirstAttempt, std::to_string(firstAttempt));
+  putField(text, kFirstAttemptBoot, std::to_string(firstAttemptBoot));
   putField(text, kAttempts, std::to_string(attempts));
   putField(text, kLastReason, lastReason);
   putField(text, kEnd, "");
@@ -79,9 +93,10 @@ bool KeptEmail::fromText(std::string const& text) {
   std::string name;
   std::string value;
   std::int64_t number = 0;
+  bool bootTime = false;  // a record without it (written by an earlier build) has no age: damaged
   while (takeField(text, position, name, value)) {
     if (name == kEnd) {
-      return position == text.size() && attempts > 0;
+      return position == text.size() && attempts > 0 && bootTime;
     }
     if (name == kId) {
       configurationId = value;
@@ -97,6 +112,9 @@ bool KeptEmail::fromText(std::string const& text) {
       lastReason = value;
     } else if (name == kFirstAttempt && parseNumber(value, number)) {
       firstAttempt = number;
+    } else if (name == kFirstAttemptBoot && parseSigned(value, number)) {
+      firstAttemptBoot = number;
+      bootTime = true;
     } else if (name == kAttempts && parseNumber(value, number) && number < 1000000) {
       attempts = static_cast<std::int32_t>(number);
     } else {
@@ -104,6 +122,12 @@ bool KeptEmail::fromText(std::string const& text) {
     }
   }
   return false;
+}
+
+std::int64_t KeptEmail::bootSeconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  return now.tv_sec;  // time_t: 64 bits on every target
 }
 
 }  // namespace emailservice

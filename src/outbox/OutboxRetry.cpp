@@ -2,8 +2,6 @@
 
 #include "outbox/OutboxRetry.h"
 
-#include <ctime>
-
 #include "email/MailCommand.h"
 #include "outbox/OutboxLog.h"
 
@@ -34,7 +32,7 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
     OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
   } else if (email.attempts >= kMaxAttempts) {
     giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
-  } else if (std::time(nullptr) - email.firstAttempt >= kMaxAgeSeconds) {
+  } else if (KeptEmail::bootSeconds() - email.firstAttemptBoot >= kMaxAgeSeconds) {
     giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
   } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
     ++pass.remaining;
