@@ -4,6 +4,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace emailservice {
@@ -106,7 +107,7 @@ bool KeptEmail::fromText(std::string const& text) {
       subject = value;
     } else if (name == kRecipients) {
       recipients = value;
-    } else if (name == kAttachment) {
+    } else if (name == kAttachment && isAttachmentName(value)) {
       attachments.push_back(value);
     } else if (name == kLastReason) {
       lastReason = value;
@@ -122,6 +123,14 @@ bool KeptEmail::fromText(std::string const& text) {
     }
   }
   return false;
+}
+
+bool KeptEmail::isAttachmentName(std::string const& name) {
+  auto const unusable = [](char c) {
+    auto const byte = static_cast<unsigned char>(c);
+    return c == '/' || c == ' ' || byte < 0x20 || byte == 0x7F;
+  };
+  return !name.empty() && name != "." && name != ".." && std::none_of(name.begin(), name.end(), unusable);
 }
 
 std::int64_t KeptEmail::bootSeconds() {

@@ -27,6 +27,9 @@ struct KeptEmail {
   // Seconds since the system started (CLOCK_BOOTTIME, suspended time included): unlike the wall
   // clock, never set or stepped back. The outbox is in memory and ends with a reboot.
   static std::int64_t bootSeconds();
+  // True when `name` may name a kept attachment: it becomes a word of the mail command and a file
+  // in the attachment directory, so not empty, not "." or "..", no "/", blank or control character.
+  static bool isAttachmentName(std::string const& name);
 };
 
 }  // namespace emailservice

@@ -31,7 +31,7 @@ bool isSequence(std::string const& name) {
 // a plain name or is taken.
 std::string attachmentName(std::string const& path, std::size_t index, std::vector<std::string> const& taken) {
   std::string name = path.substr(path.rfind('/') + 1);
-  bool const usable = !name.empty() && name != "." && name != ".." && name.find(' ') == std::string::npos;
+  bool const usable = KeptEmail::isAttachmentName(name);
   for (auto const& other : taken) {
     if (other == name) {
       name.clear();

@@ -373,6 +373,18 @@ TEST(OutboxLogTest, ReasonsArePrintableAndShort) {
   EXPECT_EQ(OutboxLog::printable(letters + letters + "bcd", 200), letters + letters + "bc");
 }
 
+// A record whose attachment name is not a plain name is damaged: the name is a word of the mail
+// command and a path in the kept e-mail's directory.
+TEST(KeptEmailTest, AttachmentNamesReadBackArePlainNames) {
+  KeptEmail email{"7", "Office", "subject", "ops", {"logAlarm.csv"}, 0, 0, 1, ""};
+  KeptEmail read;
+  EXPECT_TRUE(read.fromText(email.toText()));
+  for (auto const* bad : {"", ".", "..", "../email", "a b", "a\tb", "a\x7f"}) {
+    email.attachments = {"logAlarm.csv", bad};
+    EXPECT_FALSE(read.fromText(email.toText())) << bad;
+  }
+}
+
 // The bounds of the test build: 3 e-mails, 65536 bytes, 5 attempts; the age of the default.
 TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
   storeConfigurations({"7"}, "ops@example.com", kOffice);
