@@ -171,6 +171,11 @@ std::uint64_t DurableFiles::size(std::string const& path) {
   return total;
 }
 
+bool DurableFiles::exists(std::string const& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
 void DurableFiles::removeTree(std::string const& path) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) {

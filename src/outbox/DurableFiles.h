@@ -28,6 +28,8 @@ class DurableFiles final {
   static std::vector<std::string> names(std::string const& directory);
   // The bytes of the regular files under `path`, directories included, links not followed.
   static std::uint64_t size(std::string const& path);
+  // True when `path` names something (a link is not followed).
+  static bool exists(std::string const& path);
   // Removes `path` and everything under it, links not followed.
   static void removeTree(std::string const& path);
 };

@@ -27,13 +27,16 @@ std::size_t OutboxRetry::run() const {
 
 void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
   KeptEmail email;
-  if (!store.read(sequence, email)) {
-    store.remove(sequence);
-    OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+  if (pass.stuck) {
+    ++pass.remaining;
+  } else if (!store.read(sequence, email)) {
+    if (remove(sequence, "", pass)) {
+      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+    }
   } else if (email.attempts >= kMaxAttempts) {
-    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
+    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts", pass);
   } else if (KeptEmail::bootSeconds() - email.firstAttemptBoot >= kMaxAgeSeconds) {
-    giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
+    giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
   } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
     ++pass.remaining;
   } else {
@@ -50,7 +53,7 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass
   bool const sent = command.run();
   ++email.attempts;
   if (sent) {
-    store.remove(sequence);
+    remove(sequence, email.configurationName, pass);
     OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
     return;
   }
@@ -59,21 +62,32 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass
   email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
   // The outbox first, then the card's log: an exception of the log must not lose the attempt.
   bool const last = email.attempts >= kMaxAttempts;
-  if (last) {
-    store.remove(sequence);
-  } else {
+  if (!last) {
     store.update(sequence, email);
     ++pass.remaining;
   }
+  bool const removed = last && remove(sequence, email.configurationName, pass);
   OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
-  if (last) {
+  if (removed) {
     OutboxLog::givenUp(email.configurationName, email.attempts, "at most " + std::to_string(kMaxAttempts) + " attempts");
   }
 }
 
-void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why) const {
-  store.remove(sequence);
-  OutboxLog::givenUp(email.configurationName, email.attempts, why);
+void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why, Pass& pass) const {
+  if (remove(sequence, email.configurationName, pass)) {
+    OutboxLog::givenUp(email.configurationName, email.attempts, why);
+  }
+}
+
+bool OutboxRetry::remove(std::string const& sequence, std::string const& name, Pass& pass) const {
+  if (store.remove(sequence)) {
+    return true;
+  }
+  pass.stuck = true;
+  ++pass.remaining;
+  OutboxLog::dropped(name, "not removed from the outbox",
+                     "cannot remove " + store.directory() + "/" + sequence + "; the retries stop until it can be");
+  return false;
 }
 
 }  // namespace emailservice

@@ -428,6 +428,43 @@ TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
   EXPECT_THAT(outboxEntries(), Contains(HasSubstr("dropped from the outbox: the outbox holds 65536 bytes at most")));
 }
 
+// The byte bound counts the record as written, attachment names included.
+TEST_F(MailCommandTest, TheByteBoundCountsTheRecordAsWritten) {
+  OutboxStore store(kWork + "outbox", {3, 2000});
+  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 0, 1, ""}, kWork + "7ups.txt", {}};
+  writeFile(email.bodyFile, std::string(1000, 'b'));
+  for (char name = 'a'; name < 'i'; ++name) {  // empty files, 1600 bytes of names
+    email.attachments.push_back(kWork + std::string(200, name));
+    writeFile(email.attachments.back(), "");
+  }
+  store.keep(email);
+  EXPECT_TRUE(store.list().empty());
+  EXPECT_THAT(outboxEntries().back(), HasSubstr(" bytes exceed the outbox's 2000"));
+}
+
+// A delivered e-mail that cannot be removed (a read-only mount over it) ends the pass with an entry,
+// and is sent again once it can be removed: at least once.
+TEST_F(MailCommandTest, AKeptEmailThatCannotBeRemovedEndsThePass) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  unsetenv("HARDENING_FAULT");
+  setenv("HARDENING_SENT", "1", 1);
+  std::string const first = kWork + "outbox/0000000001";
+  if (::mount(first.c_str(), first.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+      ::mount(nullptr, first.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
+    ::umount2(first.c_str(), MNT_DETACH);
+    GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
+  }
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  ::umount2(first.c_str(), MNT_DETACH);
+  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - first: own body\n");
+  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("44: Email for Office configuration not removed from the outbox: ")));
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
+  EXPECT_EQ(keptAlarms(), std::vector<std::string>{});
+}
+
 // A process killed at a random moment of keeping (and of dropping the oldest to make room) leaves
 // whole kept e-mails only.
 TEST_F(MailCommandTest, AKillAtAnyMomentOfKeepingLeavesNoHalfEmail) {
