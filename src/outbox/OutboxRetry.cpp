@@ -69,11 +69,13 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass
   bool const removed = last && remove(sequence, email.configurationName, pass);
   OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
   if (removed) {
-    OutboxLog::givenUp(email.configurationName, email.attempts, "at most " + std::to_string(kMaxAttempts) + " attempts");
+    OutboxLog::givenUp(email.configurationName, email.attempts,
+                       "at most " + std::to_string(kMaxAttempts) + " attempts");
   }
 }
 
-void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why, Pass& pass) const {
+void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why,
+                         Pass& pass) const {
   if (remove(sequence, email.configurationName, pass)) {
     OutboxLog::givenUp(email.configurationName, email.attempts, why);
   }

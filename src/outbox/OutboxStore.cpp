@@ -119,8 +119,7 @@ void OutboxStore::makeRoom(std::uint64_t bytes) {
 
 bool OutboxStore::write(std::string const& directory, FailedEmail const& email, KeptEmail const& record,
                         std::string& error) const {
-  if (!DurableFiles::makeDirectory(directory, error) ||
-      !DurableFiles::makeDirectory(directory + kAttachments, error)) {
+  if (!DurableFiles::makeDirectory(directory, error) || !DurableFiles::makeDirectory(directory + kAttachments, error)) {
     return false;
   }
   std::uint64_t bytes = 0;

@@ -48,8 +48,7 @@ class OutboxStore final {
 
  private:
   void makeRoom(std::uint64_t bytes);
-  bool write(std::string const& directory, FailedEmail const& email, KeptEmail const& record,
-             std::string& error) const;
+  bool write(std::string const& directory, FailedEmail const& email, KeptEmail const& record, std::string& error) const;
   std::string nextSequence(std::vector<std::string> const& kept) const;
 
   std::string root;
