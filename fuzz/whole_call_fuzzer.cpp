@@ -9,6 +9,7 @@
 // < <work file>" with the subject escaped, known attachment paths, and the recipients and work
 // file of one enabled configuration.
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <sstream>
 #include <string>
@@ -117,6 +118,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     return 0;
   });
 
+#ifdef EMAILSERVICE_OUTBOX
+  // Each input on its own: no retry of an e-mail that an earlier input kept.
+  std::filesystem::remove_all(kWork + "outbox");
+#endif
   emailservice::EmailService service(accessor);
   auto const result = static_cast<std::int32_t>(service.manageEmails(event));
   card.reset();

@@ -30,7 +30,8 @@ class EMAILSERVICE_EXPORT Outbox {
 
   // Sends the kept e-mails again, oldest first, as manageEmails does before its event, and gives
   // up those kept too long or tried too often. Waits for, and holds, the lock of manageEmails.
-  // Success when nothing stays kept, SendError otherwise.
+  // Success when nothing stays kept, SendError otherwise, and when an exception (of the card's log)
+  // ended the retry: it never raises one.
   static ErrorCode retry();
 
   // The kept e-mails, oldest first. Reads only; takes no lock.

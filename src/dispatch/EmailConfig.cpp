@@ -137,18 +137,17 @@ class KindRelease final {
 };
 
 #ifdef EMAILSERVICE_OUTBOX
-// Logs why the e-mail that `kind` composed was not sent, and keeps it for a later attempt: its body
-// and attachments are copied now, since the next dispatch rewrites or removes the work files.
-void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
-                     std::string const& recipients) {
-  std::string const& name = configuration.name().value();
-  OutboxLog::notSent(name, kind.getFailureReason());
+// What the outbox keeps of the e-mail that `kind` composed: its body and attachments are copied
+// when it is kept, since the next dispatch rewrites or removes the work files.
+FailedEmail failedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
+                        std::string const& recipients) {
   FailedEmail email;
   email.record.configurationId = configuration.id().value();
-  email.record.configurationName = name;
+  email.record.configurationName = configuration.name().value();
   email.record.subject = kind.getSubject();
   email.record.recipients = recipients;
   email.record.firstAttempt = std::time(nullptr);
+  email.record.firstAttemptBoot = KeptEmail::bootSeconds();
   email.record.attempts = 1;
   email.record.lastReason = OutboxLog::printable(kind.getFailureReason(), OutboxLog::kReasonBytes);
   email.bodyFile = kind.getMessageFileName();
@@ -159,7 +158,22 @@ void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, Emai
       email.attachments.push_back(path);
     }
   }
-  OutboxStore().keep(email);
+  return email;
+}
+
+// Logs why the e-mail was not sent and keeps it for a later attempt. The outbox never changes the
+// call's outcome: an exception of the card's log or of the outbox ends only its own step, and the
+// e-mail is kept even when its entry cannot be written.
+void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
+                     std::string const& recipients) {
+  try {
+    OutboxLog::notSent(configuration.name().value(), kind.getFailureReason());
+  } catch (std::exception const&) {
+  }
+  try {
+    OutboxStore().keep(failedEmail(configuration, kind, recipients));
+  } catch (std::exception const&) {
+  }
 }
 #endif
 

@@ -12,6 +12,8 @@
 #ifdef EMAILSERVICE_OUTBOX
 #include "outbox/OutboxRetry.h"
 #include "outbox/OutboxStore.h"
+
+#include <exception>
 #endif
 
 namespace emailservice {
@@ -29,9 +31,13 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
   CallLock const lock;
 #endif
 #ifdef EMAILSERVICE_OUTBOX
-  // What failed before goes out before this event's e-mails; it never changes this call's result.
-  OutboxStore const outbox;
-  OutboxRetry(outbox).run();
+  // What failed before goes out before this event's e-mails; it never changes this call's result,
+  // and an exception of the retry (the card's log) ends only the retry.
+  try {
+    OutboxStore const outbox;
+    OutboxRetry(outbox).run();
+  } catch (std::exception const&) {
+  }
 #endif
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.

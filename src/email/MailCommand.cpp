@@ -105,7 +105,7 @@ std::string describeFailure(int exitStatus, std::string const& printed, std::str
   if (printed.find(kSendFailure) != std::string::npos) {
     reason = lineOf(printed, kSendFailure);
   } else if (kMailDeadlineSeconds > 0 && exitStatus == kSignalBase + kKillSignal && seconds >= kMailDeadlineSeconds) {
-    return "no answer within " + std::to_string(kMailDeadlineSeconds) + " s";
+    return MailCommand::kNoAnswer + std::to_string(kMailDeadlineSeconds) + " s";
   } else if (exitStatus > kSignalBase) {
     reason = "ended by signal " + std::to_string(exitStatus - kSignalBase);
   } else {

@@ -22,6 +22,9 @@ class MailCommand final {
   // command's diagnostics, its exit status or signal, "no answer within N s", or why it could not
   // start. Empty after a run that handed it over.
   std::string const& failure() const { return reason; }
+  // True when the last run was ended at its deadline ("no answer within N s").
+  bool timedOut() const { return reason.rfind(kNoAnswer, 0) == 0; }
+  static constexpr char const kNoAnswer[] = "no answer within ";
 #endif
 
  private:

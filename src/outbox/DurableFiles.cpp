@@ -36,8 +36,19 @@ bool writeAll(int fd, char const* data, std::size_t length) {
   return true;
 }
 
+// Kept files are opened by the mail command, which runs as another user (sudo -u email): they are
+// readable by all, as the work files are; fchmod makes that so whatever the process's umask.
+constexpr mode_t kFileMode = 0644;
+// Kept directories can be passed through by all (to open a kept file by its path), not listed.
+constexpr mode_t kDirectoryMode = 0711;
+
 int createFile(std::string const& path) {
-  return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+  int const fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kFileMode);
+  if (fd >= 0 && ::fchmod(fd, kFileMode) != 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
 }
 
 }  // namespace
@@ -113,9 +124,12 @@ void DurableFiles::syncDirectory(std::string const& path) {
 }
 
 bool DurableFiles::makeDirectory(std::string const& path, std::string& error) {
-  if (::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) {
+  bool const made = ::mkdir(path.c_str(), kDirectoryMode) == 0;
+  if (made || errno == EEXIST) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    // The mode whatever the umask; an outbox kept by an earlier build gets it too, if it can.
+    if (::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+        (::chmod(path.c_str(), kDirectoryMode) == 0 || !made)) {
       return true;
     }
   }
@@ -155,6 +169,11 @@ std::uint64_t DurableFiles::size(std::string const& path) {
     }
   }
   return total;
+}
+
+bool DurableFiles::exists(std::string const& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
 }
 
 void DurableFiles::removeTree(std::string const& path) {

@@ -2,6 +2,9 @@
 
 #include "outbox/KeptEmail.h"
 
+#include <time.h>
+
+#include <algorithm>
 #include <cstdlib>
 
 namespace emailservice {
@@ -15,6 +18,7 @@ constexpr char const kSubject[] = "subject";
 constexpr char const kRecipients[] = "recipients";
 constexpr char const kAttachment[] = "attachment";
 constexpr char const kFirstAttempt[] = "first-attempt";
+constexpr char const kFirstAttemptBoot[] = "first-attempt-boot";
 constexpr char const kAttempts[] = "attempts";
 constexpr char const kLastReason[] = "last-reason";
 // Written last: a record without it was cut short.
@@ -35,6 +39,16 @@ bool parseNumber(std::string const& text, std::int64_t& value) {
     return false;
   }
   value = std::strtoll(text.c_str(), nullptr, 10);
+  return true;
+}
+
+// parseNumber, or a minus sign and parseNumber.
+bool parseSigned(std::string const& text, std::int64_t& value) {
+  bool const negative = !text.empty() && text[0] == '-';
+  if (!parseNumber(negative ? text.substr(1) : text, value)) {
+    return false;
+  }
+  value = negative ? -value : value;
   return true;
 }
 
@@ -67,6 +81,7 @@ std::string KeptEmail::toText() const {
     putField(text, kAttachment, attachment);
   }
   putField(text, kFirstAttempt, std::to_string(firstAttempt));
+  putField(text, kFirstAttemptBoot, std::to_string(firstAttemptBoot));
   putField(text, kAttempts, std::to_string(attempts));
   putField(text, kLastReason, lastReason);
   putField(text, kEnd, "");
@@ -79,9 +94,10 @@ bool KeptEmail::fromText(std::string const& text) {
   std::string name;
   std::string value;
   std::int64_t number = 0;
+  bool bootTime = false;  // a record without it (written by an earlier build) has no age: damaged
   while (takeField(text, position, name, value)) {
     if (name == kEnd) {
-      return position == text.size() && attempts > 0;
+      return position == text.size() && attempts > 0 && bootTime;
     }
     if (name == kId) {
       configurationId = value;
@@ -91,12 +107,15 @@ bool KeptEmail::fromText(std::string const& text) {
       subject = value;
     } else if (name == kRecipients) {
       recipients = value;
-    } else if (name == kAttachment) {
+    } else if (name == kAttachment && isAttachmentName(value)) {
       attachments.push_back(value);
     } else if (name == kLastReason) {
       lastReason = value;
     } else if (name == kFirstAttempt && parseNumber(value, number)) {
       firstAttempt = number;
+    } else if (name == kFirstAttemptBoot && parseSigned(value, number)) {
+      firstAttemptBoot = number;
+      bootTime = true;
     } else if (name == kAttempts && parseNumber(value, number) && number < 1000000) {
       attempts = static_cast<std::int32_t>(number);
     } else {
@@ -104,6 +123,20 @@ bool KeptEmail::fromText(std::string const& text) {
     }
   }
   return false;
+}
+
+bool KeptEmail::isAttachmentName(std::string const& name) {
+  auto const unusable = [](char c) {
+    auto const byte = static_cast<unsigned char>(c);
+    return c == '/' || c == ' ' || byte < 0x20 || byte == 0x7F;
+  };
+  return !name.empty() && name != "." && name != ".." && std::none_of(name.begin(), name.end(), unusable);
+}
+
+std::int64_t KeptEmail::bootSeconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  return now.tv_sec;  // time_t: 64 bits on every target
 }
 
 }  // namespace emailservice

@@ -13,7 +13,8 @@ struct KeptEmail {
   std::string subject;  // as escaped for the mail command
   std::string recipients;
   std::vector<std::string> attachments;  // file names in the kept e-mail's attachment directory, in order
-  std::int64_t firstAttempt = 0;         // seconds since 1970 UTC
+  std::int64_t firstAttempt = 0;         // seconds since 1970 UTC, shown to the administrator
+  std::int64_t firstAttemptBoot = 0;     // seconds since boot (bootSeconds), on which its age is measured
   std::int32_t attempts = 0;
   std::string lastReason;
 
@@ -22,6 +23,13 @@ struct KeptEmail {
   std::string toText() const;
   // False when `text` is not a whole record (a record file cut short or damaged).
   bool fromText(std::string const& text);
+
+  // Seconds since the system started (CLOCK_BOOTTIME, suspended time included): unlike the wall
+  // clock, never set or stepped back. The outbox is in memory and ends with a reboot.
+  static std::int64_t bootSeconds();
+  // True when `name` may name a kept attachment: it becomes a word of the mail command and a file
+  // in the attachment directory, so not empty, not "." or "..", no "/", blank or control character.
+  static bool isAttachmentName(std::string const& name);
 };
 
 }  // namespace emailservice

@@ -2,6 +2,8 @@
 
 #include "emailservice/Outbox.h"
 
+#include <exception>
+
 #include "dispatch/CallLock.h"
 #include "outbox/OutboxRetry.h"
 #include "outbox/OutboxStore.h"
@@ -9,9 +11,14 @@
 namespace emailservice {
 
 ErrorCode Outbox::retry() {
-  CallLock const lock;
-  OutboxStore const store;
-  return OutboxRetry(store).run() == 0 ? ErrorCode::Success : ErrorCode::SendError;
+  // An exception (the card's log) ends the retry; what stays kept is then unknown: SendError.
+  try {
+    CallLock const lock;
+    OutboxStore const store;
+    return OutboxRetry(store).run() == 0 ? ErrorCode::Success : ErrorCode::SendError;
+  } catch (std::exception const&) {
+    return ErrorCode::SendError;
+  }
 }
 
 std::vector<Outbox::Entry> Outbox::list() {

@@ -2,8 +2,6 @@
 
 #include "outbox/OutboxRetry.h"
 
-#include <ctime>
-
 #include "email/MailCommand.h"
 #include "outbox/OutboxLog.h"
 
@@ -20,27 +18,33 @@ OutboxRetry::OutboxRetry(OutboxStore const& outbox) : store(outbox) {}
 
 std::size_t OutboxRetry::run() const {
   store.removeLeftovers();
-  std::int64_t const now = std::time(nullptr);
-  std::size_t remaining = 0;
-  bool sending = true;
+  Pass pass;
   for (auto const& sequence : store.list()) {
-    KeptEmail email;
-    if (!store.read(sequence, email)) {
-      store.remove(sequence);
-      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
-    } else if (email.attempts >= kMaxAttempts) {
-      giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
-    } else if (now - email.firstAttempt >= kMaxAgeSeconds) {
-      giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago");
-    } else if (!sending || !send(sequence, email)) {
-      sending = false;
-      remaining += email.attempts < kMaxAttempts ? 1U : 0U;
-    }
+    take(sequence, pass);
   }
-  return remaining;
+  return pass.remaining;
 }
 
-bool OutboxRetry::send(std::string const& sequence, KeptEmail& email) const {
+void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
+  KeptEmail email;
+  if (pass.stuck) {
+    ++pass.remaining;
+  } else if (!store.read(sequence, email)) {
+    if (remove(sequence, "", pass)) {
+      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+    }
+  } else if (email.attempts >= kMaxAttempts) {
+    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts", pass);
+  } else if (KeptEmail::bootSeconds() - email.firstAttemptBoot >= kMaxAgeSeconds) {
+    giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
+  } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
+    ++pass.remaining;
+  } else {
+    send(sequence, email, pass);
+  }
+}
+
+void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass) const {
   std::string attachments;
   for (auto const& name : email.attachments) {
     attachments += " " + store.attachmentPath(sequence, name);
@@ -49,23 +53,43 @@ bool OutboxRetry::send(std::string const& sequence, KeptEmail& email) const {
   bool const sent = command.run();
   ++email.attempts;
   if (sent) {
-    store.remove(sequence);
+    remove(sequence, email.configurationName, pass);
     OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
-    return true;
+    return;
   }
+  pass.held.insert(email.configurationId);
+  pass.noAnswer = command.timedOut();
   email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
-  OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
-  if (email.attempts >= kMaxAttempts) {
-    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts");
-  } else {
+  // The outbox first, then the card's log: an exception of the log must not lose the attempt.
+  bool const last = email.attempts >= kMaxAttempts;
+  if (!last) {
     store.update(sequence, email);
+    ++pass.remaining;
   }
-  return false;
+  bool const removed = last && remove(sequence, email.configurationName, pass);
+  OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
+  if (removed) {
+    OutboxLog::givenUp(email.configurationName, email.attempts,
+                       "at most " + std::to_string(kMaxAttempts) + " attempts");
+  }
 }
 
-void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why) const {
-  store.remove(sequence);
-  OutboxLog::givenUp(email.configurationName, email.attempts, why);
+void OutboxRetry::giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why,
+                         Pass& pass) const {
+  if (remove(sequence, email.configurationName, pass)) {
+    OutboxLog::givenUp(email.configurationName, email.attempts, why);
+  }
+}
+
+bool OutboxRetry::remove(std::string const& sequence, std::string const& name, Pass& pass) const {
+  if (store.remove(sequence)) {
+    return true;
+  }
+  pass.stuck = true;
+  ++pass.remaining;
+  OutboxLog::dropped(name, "not removed from the outbox",
+                     "cannot remove " + store.directory() + "/" + sequence + "; the retries stop until it can be");
+  return false;
 }
 
 }  // namespace emailservice

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 
 #include "outbox/OutboxStore.h"
@@ -13,14 +14,29 @@ class OutboxRetry final {
   explicit OutboxRetry(OutboxStore const& store);
 
   // Gives up the kept e-mails that are too old or were tried too often, then sends the others
-  // again, oldest first, and stops at the first that fails again: the relay is still unreachable,
-  // and a later e-mail must not arrive before an earlier one. Returns how many stay kept.
+  // again, oldest first. After a failure the later kept e-mails of the same configuration wait
+  // for the next pass (none may arrive before an earlier one of its configuration), those of the
+  // other configurations are still sent; a failure at the deadline ends the sending of the pass
+  // (the relay does not answer: one deadline per pass), and so does a kept e-mail that cannot be
+  // removed. Returns how many stay kept.
   std::size_t run() const;
 
  private:
-  // Sends one kept e-mail; false when it stays kept after a failed attempt.
-  bool send(std::string const& sequence, KeptEmail& email) const;
-  void giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why) const;
+  // What one pass has learnt so far.
+  struct Pass {
+    std::set<std::string> held;  // ids of the configurations whose kept e-mail failed again
+    bool noAnswer = false;       // a sending ended at its deadline: no more sending in this pass
+    bool stuck = false;          // a kept e-mail could not be removed: the pass ends
+    std::size_t remaining = 0;
+  };
+
+  void take(std::string const& sequence, Pass& pass) const;
+  // Sends one kept e-mail and records in `pass` what its end means for the later ones.
+  void send(std::string const& sequence, KeptEmail& email, Pass& pass) const;
+  void giveUp(std::string const& sequence, KeptEmail const& email, std::string const& why, Pass& pass) const;
+  // Removes a kept e-mail; when it cannot, logs it and ends the pass (a delivered e-mail that stays
+  // kept would be sent again by every later pass). False then.
+  bool remove(std::string const& sequence, std::string const& name, Pass& pass) const;
 
   OutboxStore const& store;
 };

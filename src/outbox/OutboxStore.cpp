@@ -31,13 +31,23 @@ bool isSequence(std::string const& name) {
 // a plain name or is taken.
 std::string attachmentName(std::string const& path, std::size_t index, std::vector<std::string> const& taken) {
   std::string name = path.substr(path.rfind('/') + 1);
-  bool const usable = !name.empty() && name != "." && name != ".." && name.find(' ') == std::string::npos;
+  bool const usable = KeptEmail::isAttachmentName(name);
   for (auto const& other : taken) {
     if (other == name) {
       name.clear();
     }
   }
   return usable && !name.empty() ? name : "attachment-" + std::to_string(index + 1);
+}
+
+// The record as it is written: the attachments under the names they are kept as.
+KeptEmail recordOf(FailedEmail const& email) {
+  KeptEmail record = email.record;
+  record.attachments.clear();
+  for (std::size_t i = 0; i < email.attachments.size(); ++i) {
+    record.attachments.push_back(attachmentName(email.attachments[i], i, record.attachments));
+  }
+  return record;
 }
 
 }  // namespace
@@ -62,7 +72,8 @@ void OutboxStore::keep(FailedEmail const& email) {
     return;
   }
   removeLeftovers();
-  std::uint64_t bytes = DurableFiles::size(email.bodyFile) + email.record.toText().size();
+  KeptEmail const record = recordOf(email);
+  std::uint64_t bytes = DurableFiles::size(email.bodyFile) + record.toText().size();
   for (auto const& attachment : email.attachments) {
     bytes += DurableFiles::size(attachment);
   }
@@ -74,7 +85,7 @@ void OutboxStore::keep(FailedEmail const& email) {
   makeRoom(bytes);
   std::string const sequence = nextSequence(list());
   std::string const temporary = root + kKeeping + sequence;
-  if (!write(temporary, email, error) || std::rename(temporary.c_str(), (root + "/" + sequence).c_str()) != 0) {
+  if (!write(temporary, email, record, error) || std::rename(temporary.c_str(), (root + "/" + sequence).c_str()) != 0) {
     DurableFiles::removeTree(temporary);
     OutboxLog::dropped(name, "not kept", error.empty() ? "cannot rename " + temporary : error);
     return;
@@ -97,17 +108,18 @@ void OutboxStore::makeRoom(std::uint64_t bytes) {
     KeptEmail dropped;
     std::string const droppedName = read(kept[oldest], dropped) ? dropped.configurationName : std::string();
     total -= std::min(total, DurableFiles::size(root + "/" + kept[oldest]));
-    remove(kept[oldest]);
-    OutboxLog::dropped(droppedName, "dropped from the outbox", why);
+    if (remove(kept[oldest])) {
+      OutboxLog::dropped(droppedName, "dropped from the outbox", why);
+    } else {
+      OutboxLog::dropped(droppedName, "not removed from the outbox", "cannot remove " + root + "/" + kept[oldest]);
+    }
     ++oldest;
   }
 }
 
-bool OutboxStore::write(std::string const& directory, FailedEmail const& email, std::string& error) const {
-  KeptEmail record = email.record;
-  record.attachments.clear();
-  if (!DurableFiles::makeDirectory(directory, error) ||
-      !DurableFiles::makeDirectory(directory + kAttachments, error)) {
+bool OutboxStore::write(std::string const& directory, FailedEmail const& email, KeptEmail const& record,
+                        std::string& error) const {
+  if (!DurableFiles::makeDirectory(directory, error) || !DurableFiles::makeDirectory(directory + kAttachments, error)) {
     return false;
   }
   std::uint64_t bytes = 0;
@@ -115,8 +127,7 @@ bool OutboxStore::write(std::string const& directory, FailedEmail const& email, 
     return false;
   }
   for (std::size_t i = 0; i < email.attachments.size(); ++i) {
-    record.attachments.push_back(attachmentName(email.attachments[i], i, record.attachments));
-    if (!DurableFiles::copy(email.attachments[i], directory + kAttachments + "/" + record.attachments.back(), bytes,
+    if (!DurableFiles::copy(email.attachments[i], directory + kAttachments + "/" + record.attachments[i], bytes,
                             error)) {
       return false;
     }
@@ -171,14 +182,16 @@ bool OutboxStore::update(std::string const& sequence, KeptEmail const& email) co
 }
 
 // The e-mail disappears at once under its old name; what a crash leaves behind is removed later.
-void OutboxStore::remove(std::string const& sequence) const {
+bool OutboxStore::remove(std::string const& sequence) const {
+  std::string const path = root + "/" + sequence;
   std::string const gone = root + kRemoving + sequence;
-  if (std::rename((root + "/" + sequence).c_str(), gone.c_str()) == 0) {
+  if (std::rename(path.c_str(), gone.c_str()) == 0) {
     DurableFiles::syncDirectory(root);
     DurableFiles::removeTree(gone);
-  } else {
-    DurableFiles::removeTree(root + "/" + sequence);
+    return true;
   }
+  DurableFiles::removeTree(path);
+  return !DurableFiles::exists(path);
 }
 
 }  // namespace emailservice

@@ -39,7 +39,8 @@ class OutboxStore final {
   bool read(std::string const& sequence, KeptEmail& email) const;
   // Replaces the record of a kept e-mail, through a temporary file renamed into place.
   bool update(std::string const& sequence, KeptEmail const& email) const;
-  void remove(std::string const& sequence) const;
+  // Removes a kept e-mail; false when it is still there.
+  bool remove(std::string const& sequence) const;
 
   std::string const& directory() const { return root; }
   std::string bodyPath(std::string const& sequence) const;
@@ -47,7 +48,7 @@ class OutboxStore final {
 
  private:
   void makeRoom(std::uint64_t bytes);
-  bool write(std::string const& sequence, FailedEmail const& email, std::string& error) const;
+  bool write(std::string const& directory, FailedEmail const& email, KeptEmail const& record, std::string& error) const;
   std::string nextSequence(std::vector<std::string> const& kept) const;
 
   std::string root;

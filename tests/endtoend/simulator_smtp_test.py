@@ -278,6 +278,11 @@ class OutboxTest(SimulatorCase):
             self.assertEqual(sorted(m["Subject"] for r, m in messages if sorted(r) == sorted(recipients)),
                              [SYSTEM_NAME + " - Alarm - Active - Critical - On battery",
                               SYSTEM_NAME + " - Alarm - Cleared - Critical - On battery"])
+        # The kept e-mails carry the attachments of their first attempt, as the new ones do theirs.
+        for recipients, names in ((OPERATIONS, ["logAlarm.csv", "sensors.csv", "ups.csv"]), (FACILITIES, [])):
+            for m in (m for r, m in messages if sorted(r) == sorted(recipients)):
+                self.assertEqual(sorted(p.get_filename() for p in m.iter_attachments() if p.get_payload(decode=True)),
+                                 names, m["Subject"])
         self.assertIn("Card log: event 42, severity 6: Kept email for Operations configuration delivered (attempt 2",
                       self.output.stdout)
         self.fire("--retry", result=None, status=0, sent=4, simulator=OUTBOX_SIMULATOR)

@@ -24,6 +24,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <ctime>
@@ -109,6 +110,7 @@ class MailCommandTest : public CardTest {
     fs::remove_all(root);
     unsetenv("HARDENING_FAULT");
     unsetenv("HARDENING_SENT");
+    unsetenv("HARDENING_REFUSE");
     CardTest::TearDown();
   }
 
@@ -230,7 +232,9 @@ TEST_F(BadInputTest, TenThousandConfigurationsTakeLinearTime) {
 
 #endif
 
-#ifdef EMAILSERVICE_OUTBOX
+// The outbox with the rules of the hardened profile (an exit status is a failure); an outbox build
+// without that profile runs them as hardened_submission_tests.
+#if defined(EMAILSERVICE_OUTBOX) && defined(EMAILSERVICE_HARDENED_SUBMISSION)
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
@@ -264,8 +268,14 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   storeConfigurations({"7"}, "ops@example.com", kOffice);
   setenv("HARDENING_SENT", "1", 1);
   setenv("HARDENING_FAULT", "exit", 1);
+  mode_t const umask = ::umask(077);  // kept files are for the mail command's user, whatever the umask
   EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
-  EXPECT_TRUE(fileExists(kWork + "outbox/0000000001/attachments/logAlarm.csv"));
+  ::umask(umask);
+  for (auto const* kept : {"", "/0000000001", "/0000000001/attachments", "/0000000001/attachments/logAlarm.csv",
+                           "/0000000001/body", "/0000000001/email"}) {
+    EXPECT_EQ(fs::status(kWork + "outbox" + kept).permissions(),
+              fs::is_directory(kWork + "outbox" + kept) ? fs::perms(0711) : fs::perms(0644)) << kept;
+  }
   EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
   auto const kept = Outbox::list();
   ASSERT_EQ(kept.size(), 2U);
@@ -275,9 +285,9 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   unsetenv("HARDENING_FAULT");
   EXPECT_EQ(sendAlarm("third"), ErrorCode::Success);
   EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
-  EXPECT_EQ(readFile(record + ".sent"),
-            " - Alarm - Active - Critical - first: own body\n - Alarm - Active - Critical - second: own body\n"
-            " - Alarm - Active - Critical - third: own body\n");
+  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - first: own body, logAlarm.csv\n"
+                                       " - Alarm - Active - Critical - second: own body, logAlarm.csv\n"
+                                       " - Alarm - Active - Critical - third: own body, logAlarm.csv\n");
   auto const entries = outboxEntries();
   ASSERT_EQ(entries.size(), 5U);
   EXPECT_EQ(entries[0], "40: Email for Office configuration not sent: exit status 3");
@@ -285,6 +295,58 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   EXPECT_EQ(entries[2], "40: Email for Office configuration not sent: exit status 3");
   EXPECT_THAT(entries[3], HasSubstr("42: Kept email for Office configuration delivered (attempt 3, first attempt 20"));
   EXPECT_THAT(entries[4], HasSubstr("42: Kept email for Office configuration delivered (attempt 2, first attempt 20"));
+}
+
+// A kept e-mail that fails again holds back only the later ones of its configuration; a relay that
+// does not answer ends the pass at the first deadline.
+TEST_F(MailCommandTest, AFailingKeptEmailHoldsBackOnlyItsOwnConfiguration) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_SENT", "1", 1);
+  setenv("HARDENING_FAULT", "exit", 1);
+  EXPECT_EQ(sendAlarm("refused"), ErrorCode::SendError);
+  storeConfigurations({"7", "8"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "kill", 1);
+  EXPECT_EQ(sendAlarm("late"), ErrorCode::SendError);
+  EXPECT_THAT(Outbox::list()[0].lastReason, ::testing::StartsWith("ended by signal 9"));
+  auto attempts = [] {
+    std::string found;
+    for (auto const& kept : Outbox::list()) {
+      found += kept.configurationId + ":" + std::to_string(kept.attempts) + " ";
+    }
+    return found;
+  };
+  ASSERT_EQ(attempts(), "7:2 7:1 8:1 ");
+  bool const hang = kDeadline <= 10;  // the test build's deadline, not the card's
+  if (hang) {
+    setenv("HARDENING_FAULT", "hang", 1);
+    EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+    EXPECT_EQ(attempts(), "7:3 7:1 8:1 ");
+    EXPECT_EQ(Outbox::list()[0].lastReason, "no answer within " + std::to_string(static_cast<int>(kDeadline)) + " s");
+  }
+  unsetenv("HARDENING_FAULT");
+  setenv("HARDENING_REFUSE", "refused", 1);
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - late: own body, logAlarm.csv\n");
+  EXPECT_EQ(attempts(), hang ? "7:4 7:1 " : "7:3 7:1 ");
+  EXPECT_THAT(Outbox::list()[0].lastReason, HasSubstr("Could not send the message"));
+}
+
+// An exception of the card's log never changes a call's outcome: the call returns its code, the
+// e-mail is kept, a retry returns its result and counts its attempt.
+TEST_F(MailCommandTest, AFaultOfTheCardsLogLeavesTheOutcomeAlone) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  card().setFault("logMessage");
+  EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"first", "second"}));
+  EXPECT_EQ(Outbox::list()[0].attempts, 3);
+  unsetenv("HARDENING_FAULT");
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);  // ended by the entry of the first delivery
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"second"}));
+  card().setFault("");
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
 }
 
 // Two calls at once keep one whole e-mail each; a retry from a timer at the same moment as another
@@ -316,8 +378,23 @@ TEST(OutboxLogTest, ReasonsArePrintableAndShort) {
   EXPECT_EQ(OutboxLog::printable(letters + letters + "bcd", 200), letters + letters + "bc");
 }
 
+// A record whose attachment name is not a plain name is damaged: the name is a word of the mail
+// command and a path in the kept e-mail's directory.
+TEST(KeptEmailTest, AttachmentNamesReadBackArePlainNames) {
+  KeptEmail email{"7", "Office", "subject", "ops", {"logAlarm.csv"}, 0, 0, 1, ""};
+  KeptEmail read;
+  EXPECT_TRUE(read.fromText(email.toText()));
+  for (auto const* bad : {"", ".", "..", "../email", "a b", "a\tb", "a\x7f"}) {
+    email.attachments = {"logAlarm.csv", bad};
+    EXPECT_FALSE(read.fromText(email.toText())) << bad;
+  }
+}
+
 // The bounds of the test build: 3 e-mails, 65536 bytes, 5 attempts; the age of the default.
 TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
+  if (EMAILSERVICE_OUTBOX_MAX_EMAILS != 3 || EMAILSERVICE_OUTBOX_MAX_BYTES != 65536 || EMAILSERVICE_OUTBOX_MAX_ATTEMPTS != 5) {
+    GTEST_SKIP() << "the bounds of the test build only (hardened_submission_tests)";
+  }
   storeConfigurations({"7"}, "ops@example.com", kOffice);
   setenv("HARDENING_FAULT", "exit", 1);
   for (auto const* alarm : {"a", "b", "c", "d"}) {
@@ -333,10 +410,15 @@ TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
   OutboxStore store;
   KeptEmail c;
   ASSERT_TRUE(store.read(store.list().front(), c));
-  c.firstAttempt = std::time(nullptr) - EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;
+  c.firstAttempt = 1000;  // the wall clock set long after the first attempt: not its age
   ASSERT_TRUE(store.update(store.list().front(), c));
   EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
-  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("given up after 1 attempt(s): first attempt more than 86400 s ago")));
+  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"c", "d"}));
+  ASSERT_TRUE(store.read(store.list().front(), c));
+  c.firstAttemptBoot -= EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;  // may be before the boot of a young system
+  ASSERT_TRUE(store.update(store.list().front(), c));
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("given up after 2 attempt(s): first attempt more than 86400 s ago")));
   EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"d"}));
   KeptEmail d;  // tried as often as the bound allows, as after a build with fewer attempts
   ASSERT_TRUE(store.read(store.list().front(), d));
@@ -354,6 +436,43 @@ TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
   EXPECT_THAT(outboxEntries(), Contains(HasSubstr("dropped from the outbox: the outbox holds 65536 bytes at most")));
 }
 
+// The byte bound counts the record as written, attachment names included.
+TEST_F(MailCommandTest, TheByteBoundCountsTheRecordAsWritten) {
+  OutboxStore store(kWork + "outbox", {3, 2000});
+  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 0, 1, ""}, kWork + "7ups.txt", {}};
+  writeFile(email.bodyFile, std::string(1000, 'b'));
+  for (char name = 'a'; name < 'i'; ++name) {  // empty files, 1600 bytes of names
+    email.attachments.push_back(kWork + std::string(200, name));
+    writeFile(email.attachments.back(), "");
+  }
+  store.keep(email);
+  EXPECT_TRUE(store.list().empty());
+  EXPECT_THAT(outboxEntries().back(), HasSubstr(" bytes exceed the outbox's 2000"));
+}
+
+// A delivered e-mail that cannot be removed (a read-only mount over it) ends the pass with an entry,
+// and is sent again once it can be removed: at least once.
+TEST_F(MailCommandTest, AKeptEmailThatCannotBeRemovedEndsThePass) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "exit", 1);
+  EXPECT_EQ(sendAlarm("first"), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
+  unsetenv("HARDENING_FAULT");
+  setenv("HARDENING_SENT", "1", 1);
+  std::string const first = kWork + "outbox/0000000001";
+  if (::mount(first.c_str(), first.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+      ::mount(nullptr, first.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
+    ::umount2(first.c_str(), MNT_DETACH);
+    GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
+  }
+  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
+  ::umount2(first.c_str(), MNT_DETACH);
+  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - first: own body, logAlarm.csv\n");
+  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("44: Email for Office configuration not removed from the outbox: ")));
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
+  EXPECT_EQ(keptAlarms(), std::vector<std::string>{});
+}
+
 // A process killed at a random moment of keeping (and of dropping the oldest to make room) leaves
 // whole kept e-mails only.
 TEST_F(MailCommandTest, AKillAtAnyMomentOfKeepingLeavesNoHalfEmail) {
@@ -361,7 +480,7 @@ TEST_F(MailCommandTest, AKillAtAnyMomentOfKeepingLeavesNoHalfEmail) {
   std::string const attachment(32 * 1024, 'l');
   writeFile(kWork + "7ups.txt", body);
   writeFile(kWork + "logAlarm.csv", attachment);
-  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 1, "exit status 3"}, kWork + "7ups.txt", {kWork + "logAlarm.csv"}};
+  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 0, 1, "exit status 3"}, kWork + "7ups.txt", {kWork + "logAlarm.csv"}};
   OutboxStore const store(kWork + "outbox", {3, 1ULL << 40});
   std::mt19937 random(std::random_device{}());
   int runs = 0;
@@ -406,13 +525,18 @@ TEST_F(MailCommandTest, AnUnusableOutboxLosesTheEmailWithALogEntry) {
     if (mount == "file") {
       writeFile(outbox, "");
     } else if (!mount.empty() && (!fs::create_directory(outbox) ||
-                                  ::mount("tmpfs", outbox.c_str(), "tmpfs", mount == "ro" ? MS_RDONLY : 0, mount.c_str()) != 0)) {
-      continue;  // mounting needs root in a mount namespace of its own
+                                  ::mount("tmpfs", outbox.c_str(), "tmpfs", 0, mount == "ro" ? nullptr : mount.c_str()) != 0)) {
+      GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
+    }
+    if (mount == "ro") {  // an e-mail kept before the outbox became read-only stays kept
+      EXPECT_EQ(sendAlarm("earlier"), ErrorCode::SendError);
+      EXPECT_EQ(::mount(nullptr, outbox.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     }
     EXPECT_EQ(sendAlarm("lost"), ErrorCode::SendError);
     EXPECT_THAT(outboxEntries().back(), HasSubstr(mount.empty() ? "40: Email for Office configuration not sent: exit status 3"
                                                                 : "44: Email for Office configuration not kept: "));
-    EXPECT_EQ(Outbox::list().size(), mount.empty() ? 1U : 0U);
+    EXPECT_EQ(keptAlarms(), mount.empty() ? std::vector<std::string>{"lost"}
+                                          : mount == "ro" ? std::vector<std::string>{"earlier"} : std::vector<std::string>{});
     ::umount2(outbox.c_str(), MNT_DETACH);
   }
 }
