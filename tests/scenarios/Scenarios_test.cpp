@@ -146,7 +146,13 @@ bool isAddedByTheBuild(fs::directory_entry const& entry) {
     return true;
   }
 #endif
-  return entry.path().filename() == "outbox" && entry.is_directory();
+#ifdef EMAILSERVICE_OUTBOX
+  if (entry.path().filename() == "outbox" && entry.is_directory()) {
+    return true;
+  }
+#endif
+  static_cast<void>(entry);
+  return false;
 }
 
 std::string workFiles() {
