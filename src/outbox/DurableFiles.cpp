@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "outbox/DurableFiles.h"
 
 #include <dirent.h>
@@ -192,5 +190,3 @@ void DurableFiles::removeTree(std::string const& path) {
 }
 
 }  // namespace emailservice
-
-#endif

@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "outbox/KeptEmail.h"
 
 #include <time.h>
@@ -140,5 +138,3 @@ std::int64_t KeptEmail::bootSeconds() {
 }
 
 }  // namespace emailservice
-
-#endif

@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "emailservice/Outbox.h"
 
 #include <exception>
@@ -35,5 +33,3 @@ std::vector<Outbox::Entry> Outbox::list() {
 }
 
 }  // namespace emailservice
-
-#endif

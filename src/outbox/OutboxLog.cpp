@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "outbox/OutboxLog.h"
 
 #include "cdsapi/dataLog.h"
@@ -67,5 +65,3 @@ std::string OutboxLog::printable(std::string const& text, std::size_t bytes) {
 }
 
 }  // namespace emailservice
-
-#endif

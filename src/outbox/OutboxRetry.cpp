@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "outbox/OutboxRetry.h"
 
 #include "email/MailCommand.h"
@@ -93,5 +91,3 @@ bool OutboxRetry::remove(std::string const& sequence, std::string const& name, P
 }
 
 }  // namespace emailservice
-
-#endif

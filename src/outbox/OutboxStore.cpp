@@ -1,5 +1,3 @@
-#ifdef EMAILSERVICE_OUTBOX
-
 #include "outbox/OutboxStore.h"
 
 #include <algorithm>
@@ -195,5 +193,3 @@ bool OutboxStore::remove(std::string const& sequence) const {
 }
 
 }  // namespace emailservice
-
-#endif
