@@ -1,5 +1,7 @@
 #include "outbox/OutboxRetry.h"
 
+#include <string>
+
 #include "email/MailCommand.h"
 #include "outbox/OutboxLog.h"
 
@@ -9,6 +11,9 @@ namespace {
 
 constexpr std::int64_t kMaxAgeSeconds = EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;
 constexpr std::int32_t kMaxAttempts = EMAILSERVICE_OUTBOX_MAX_ATTEMPTS;
+
+// Why an e-mail tried the most times allowed is given up.
+std::string attemptsSpent() { return "at most " + std::to_string(kMaxAttempts) + " attempts"; }
 
 }  // namespace
 
@@ -32,7 +37,7 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
       OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
     }
   } else if (email.attempts >= kMaxAttempts) {
-    giveUp(sequence, email, "at most " + std::to_string(kMaxAttempts) + " attempts", pass);
+    giveUp(sequence, email, attemptsSpent(), pass);
   } else if (KeptEmail::bootSeconds() - email.firstAttemptBoot >= kMaxAgeSeconds) {
     giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
   } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
@@ -67,8 +72,7 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass
   bool const removed = last && remove(sequence, email.configurationName, pass);
   OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
   if (removed) {
-    OutboxLog::givenUp(email.configurationName, email.attempts,
-                       "at most " + std::to_string(kMaxAttempts) + " attempts");
+    OutboxLog::givenUp(email.configurationName, email.attempts, attemptsSpent());
   }
 }
 
