@@ -2,6 +2,7 @@
 // of entry (docs/outbox.md).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 

@@ -10,6 +10,7 @@
 #include "dispatch/EventTypeRules.h"
 #include "emailservice/EmailConfig.h"
 #include "emailservice/EmailService.h"
+#include "outbox/OutboxLog.h"
 #include "simcard/CardFile.h"
 #include "simcard/CardPreparation.h"
 #include "simcard/SimulatedCard.h"
@@ -28,9 +29,6 @@ using emailservice::ErrorCode;
 constexpr int kExitFailed = 1;
 constexpr int kExitUnusable = 2;
 constexpr int kExitNotAllSent = 3;
-
-// The library's card log entry of an e-mail of the event that was not sent (docs/outbox.md).
-constexpr int kNotSentEntry = 40;
 
 // The configuration list of the card's "EMAIL_CONFIGURATION" record; empty when there is none.
 dravo::proto::EmailConfigurationList configurationList(simcard::proto::CardState const& state) {
@@ -115,7 +113,7 @@ int SimulatorRun::fire(simcard::proto::CardState const& state) {
   out << "Result: " << describe(result) << "\n";
   bool notSent = false;
   for (std::size_t i = before; i < entries.size(); ++i) {
-    notSent = notSent || entries[i].eventId == kNotSentEntry;
+    notSent = notSent || entries[i].eventId == emailservice::OutboxLog::kNotSent;
   }
   printLibraryEntries(before);
   if (options.logResult) {
