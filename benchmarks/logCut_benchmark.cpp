@@ -42,10 +42,9 @@ int generate(long long mebibytes) {
     gmtime_r(&time, &fields);
     char date[32], line[256];
     std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &fields);
-    int const length =
-        std::snprintf(line, sizeof line, "%s.%03u,%s,User %s %s 192.168.%u.%u,Session %u,web interface,card 1\n", date,
-                      n % 1000, kLevels[n % 5], kUsers[(n / 5) % 4], kEvents[(n / 7) % 5], (n / 3) % 256, n % 254 + 1,
-                      n % 100000);
+    int const length = std::snprintf(
+        line, sizeof line, "%s.%03u,%s,User %s %s 192.168.%u.%u,Session %u,web interface,card 1\n", date, n % 1000,
+        kLevels[n % 5], kUsers[(n / 5) % 4], kEvents[(n / 7) % 5], (n / 3) % 256, n % 254 + 1, n % 100000);
     block.append(line, static_cast<std::size_t>(length));
     if (middleStamp == 0 && bytes + static_cast<long long>(block.size()) >= (mebibytes << 19)) {
       middleStamp = stamp;

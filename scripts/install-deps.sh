@@ -7,7 +7,8 @@
 #                                   aiosmtpd for the SMTP server on the loopback; help2man for the
 #                                   tools' manual pages
 #   scripts/install-deps.sh test    that, and what the test suite needs (scripts/test.sh), the armhf
-#                                   cross build and the emulator that runs its tests included
+#                                   cross build and the emulator that runs its tests, and the
+#                                   linters (scripts/lint.sh) included
 #   scripts/install-deps.sh tools   that, and the fuzzing, memcheck and benchmark tools
 #                                   (scripts/fuzz.sh, scripts/valgrind.sh, scripts/bench-card.sh)
 #   scripts/install-deps.sh         the same as "tools": everything
@@ -26,6 +27,8 @@ python3
 python3-aiosmtpd
 "
 TEST_PACKAGES="
+clang-format
+clang-tidy
 googletest
 libgtest-dev
 libgmock-dev

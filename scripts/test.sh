@@ -2,7 +2,8 @@
 # Installs what is missing, then builds and runs the whole test suite three times: the normal
 # build, the AddressSanitizer + UndefinedBehaviorSanitizer build, and the build for the card's
 # 32-bit ARM under qemu-arm; and builds and checks the card's own libraries, with Debian's cross compiler
-# and with a scratch vendor SDK (tests/install/check_vendor_sdk.sh).
+# and with a scratch vendor SDK (tests/install/check_vendor_sdk.sh); and lints every source
+# (scripts/lint.sh: clang-format and clang-tidy, every finding an error).
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -13,6 +14,10 @@ for preset in default sanitize; do
   cmake --preset "$preset"
   cmake --build --preset "$preset" -j "$(nproc)"
   ctest --preset "$preset" -j "$(nproc)"
+  if [ "$preset" = default ]; then
+    echo "=== lint"
+    scripts/lint.sh build/default
+  fi
 done
 
 echo "=== card-armhf build"

@@ -16,8 +16,7 @@ constexpr std::size_t kKernelChunk = std::size_t{1} << 30;
 }  // namespace
 
 LogCopyFile::LogCopyFile(std::string filePath)
-    : path(std::move(filePath)),
-      fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
+    : path(std::move(filePath)), fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
 
 // A close can report a write that failed late (for instance on a full disk); that copy is cut off
 // as surely as one whose write failed.

@@ -116,8 +116,7 @@ static_assert(sizeof(std::time_t) >= sizeof(long), "every start time is a time_t
 LogDateCut::LogDateCut(long startTime) : fromTime(startTime) {
   std::time_t const time = startTime;
   std::tm fields{};
-  if (gmtime_r(&time, &fields) == nullptr || fields.tm_year < kFirstYear - 1900 ||
-      fields.tm_year > kLastYear - 1900) {
+  if (gmtime_r(&time, &fields) == nullptr || fields.tm_year < kFirstYear - 1900 || fields.tm_year > kLastYear - 1900) {
     return;
   }
   // Years before 1000 are written with fewer than four digits: their cuts go to the parser.
@@ -146,7 +145,8 @@ bool LogDateCut::hasCanonicalStamp(std::string_view text) {
   unsigned const century = twoDigits(s);
   unsigned const yearOfCentury = twoDigits(s + 2);
   auto const year = static_cast<int>(century * 100 + yearOfCentury);
-  bool const yearFits = kWideTime || (year >= kFirstYear && year <= kLastYear);
+  // Every four-digit year has a time_t where it is 64 bits; where it is 32 bits only 1902 to 2037.
+  bool const yearFits = year >= kFirstYear && year <= kLastYear;
   return yearFits && (day <= 28 || day <= lastDayOf(century, yearOfCentury, month));
 }
 

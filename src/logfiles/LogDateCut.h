@@ -34,7 +34,7 @@ class LogDateCut {
 
  private:
   long fromTime;
-  bool byBytes = false;  // the start time has a canonical text, and stamps are read by their bytes
+  bool byBytes = false;    // the start time has a canonical text, and stamps are read by their bytes
   char fromText[20] = {};  // the start time written "YYYY-MM-DDTHH:MM:SS"
 };
 

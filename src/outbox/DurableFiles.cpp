@@ -15,7 +15,7 @@ namespace emailservice {
 
 namespace {
 
-constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kBlock = std::size_t{64} * 1024;
 
 std::string systemError(std::string const& what, std::string const& path) {
   return what + " " + path + ": " + std::strerror(errno);
@@ -162,8 +162,9 @@ std::uint64_t DurableFiles::size(std::string const& path) {
   }
   std::uint64_t total = 0;
   if (S_ISDIR(status.st_mode)) {
+    std::string const prefix = path + "/";
     for (auto const& name : names(path)) {
-      total += size(path + "/" + name);
+      total += size(prefix + name);
     }
   }
   return total;
@@ -180,8 +181,9 @@ void DurableFiles::removeTree(std::string const& path) {
     return;
   }
   if (S_ISDIR(status.st_mode)) {
+    std::string const prefix = path + "/";
     for (auto const& name : names(path)) {
-      removeTree(path + "/" + name);
+      removeTree(prefix + name);
     }
     ::rmdir(path.c_str());
   } else {

@@ -26,7 +26,7 @@ std::vector<Outbox::Entry> Outbox::list() {
     KeptEmail email;
     if (store.read(sequence, email)) {
       kept.push_back(Entry{email.configurationId, email.configurationName, email.subject, email.recipients,
-                               email.firstAttempt, email.attempts, email.lastReason});
+                           email.firstAttempt, email.attempts, email.lastReason});
     }
   }
   return kept;

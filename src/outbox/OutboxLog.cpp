@@ -11,9 +11,7 @@ void logEntry(int eventId, cdsapi::syslog_severity severity, std::string const& 
   cdsapi::dataLog::logMessage(cdsapi::enLogCategoryEmail, eventId, 0, severity, "", 0, message);
 }
 
-std::string configuration(char const* opening, std::string const& name) {
-  return opening + name + " configuration";
-}
+std::string configuration(char const* opening, std::string const& name) { return opening + name + " configuration"; }
 
 }  // namespace
 
@@ -35,9 +33,9 @@ void OutboxLog::delivered(std::string const& name, std::int32_t attempt, std::in
 }
 
 void OutboxLog::givenUp(std::string const& name, std::int32_t attempts, std::string const& why) {
-  logEntry(kGivenUp, cdsapi::SEVERITY_WARNING,
-           configuration("Kept email for ", name) + " given up after " + std::to_string(attempts) +
-               " attempt(s): " + why);
+  logEntry(
+      kGivenUp, cdsapi::SEVERITY_WARNING,
+      configuration("Kept email for ", name) + " given up after " + std::to_string(attempts) + " attempt(s): " + why);
 }
 
 void OutboxLog::dropped(std::string const& name, std::string const& what, std::string const& why) {

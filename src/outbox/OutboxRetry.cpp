@@ -30,9 +30,13 @@ std::size_t OutboxRetry::run() const {
 
 void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
   KeptEmail email;
+  // A stuck pass, a relay that does not answer and a configuration held back all leave the e-mail
+  // kept for the next pass; only the first is known before its record is read.
   if (pass.stuck) {
     ++pass.remaining;
-  } else if (!store.read(sequence, email)) {
+    return;
+  }
+  if (!store.read(sequence, email)) {
     if (remove(sequence, "", pass)) {
       OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
     }

@@ -18,7 +18,7 @@ constexpr char const kAttachments[] = "/attachments";
 constexpr char const kKeeping[] = "/.keep-";
 constexpr char const kRemoving[] = "/.gone-";
 // A record is small; a larger file is not one.
-constexpr std::uint64_t kRecordLimit = 1024 * 1024;
+constexpr std::uint64_t kRecordLimit = std::uint64_t{1024} * 1024;
 constexpr std::size_t kSequenceDigits = 10;
 
 bool isSequence(std::string const& name) {

@@ -31,10 +31,18 @@ TEST(EmailEventConfigTest, AnswersFromTheEntryAndTheEventType) {
     char const* answers;  // subscribed, default log, measure logs, as 0 and 1
   };
   Case const cases[] = {
-      {'B', EventType::Card, "SAM", "100"}, {'B', EventType::Card, "Y", "010"},   {'B', EventType::Ups, "SY", "100"},
-      {'B', EventType::Ups, "SAM", "111"},  {'B', EventType::Test, "SYAM", "100"}, {'B', EventType::Periodic, "YAM", "000"},
-      {'B', 9, "SYAM", "100"},              {'C', EventType::Periodic, "SY", "110"}, {'C', EventType::Periodic, "SAM", "100"},
-      {'C', EventType::Ups, "M", "001"},    {'U', EventType::Periodic, "SAM", "111"}, {'U', EventType::Periodic, "Y", "000"},
+      {'B', EventType::Card, "SAM", "100"},
+      {'B', EventType::Card, "Y", "010"},
+      {'B', EventType::Ups, "SY", "100"},
+      {'B', EventType::Ups, "SAM", "111"},
+      {'B', EventType::Test, "SYAM", "100"},
+      {'B', EventType::Periodic, "YAM", "000"},
+      {'B', 9, "SYAM", "100"},
+      {'C', EventType::Periodic, "SY", "110"},
+      {'C', EventType::Periodic, "SAM", "100"},
+      {'C', EventType::Ups, "M", "001"},
+      {'U', EventType::Periodic, "SAM", "111"},
+      {'U', EventType::Periodic, "Y", "000"},
       {'U', EventType::Card, "SM", "101"},
   };
   for (auto const& c : cases) {
@@ -46,7 +54,8 @@ TEST(EmailEventConfigTest, AnswersFromTheEntryAndTheEventType) {
                                 : std::unique_ptr<EmailEventConfig>(new EmailUpsdEventConfig(event, configuration));
     }
     std::string const got = std::string(answers->isSubscribed() ? "1" : "0") +
-                            (answers->isDefaultLogSelected() ? "1" : "0") + (answers->isMeasureLogSelected() ? "1" : "0");
+                            (answers->isDefaultLogSelected() ? "1" : "0") +
+                            (answers->isMeasureLogSelected() ? "1" : "0");
     EXPECT_EQ(got, c.answers) << c.answer << " type " << c.type << " " << c.flags;
   }
 }

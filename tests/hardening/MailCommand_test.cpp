@@ -260,7 +260,8 @@ std::vector<std::string> keptAlarms() {
   return alarms;
 }
 
-std::string const kOffice = "name { value: \"Office\" } upsEventTable { critical { alarmLogSelected { value: true } } }";
+std::string const kOffice =
+    "name { value: \"Office\" } upsEventTable { critical { alarmLogSelected { value: true } } }";
 
 // Two alarms fail and are kept; the second rewrites the work files of the first. Once the relay
 // is back, the next call delivers both, each with its own body, before its own e-mail, once.
@@ -274,7 +275,8 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   for (auto const* kept : {"", "/0000000001", "/0000000001/attachments", "/0000000001/attachments/logAlarm.csv",
                            "/0000000001/body", "/0000000001/email"}) {
     EXPECT_EQ(fs::status(kWork + "outbox" + kept).permissions(),
-              fs::is_directory(kWork + "outbox" + kept) ? fs::perms(0711) : fs::perms(0644)) << kept;
+              fs::is_directory(kWork + "outbox" + kept) ? fs::perms(0711) : fs::perms(0644))
+        << kept;
   }
   EXPECT_EQ(sendAlarm("second"), ErrorCode::SendError);
   auto const kept = Outbox::list();
@@ -285,9 +287,10 @@ TEST_F(MailCommandTest, FailedEmailsAreKeptAndDeliveredOnceInOrder) {
   unsetenv("HARDENING_FAULT");
   EXPECT_EQ(sendAlarm("third"), ErrorCode::Success);
   EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
-  EXPECT_EQ(readFile(record + ".sent"), " - Alarm - Active - Critical - first: own body, logAlarm.csv\n"
-                                       " - Alarm - Active - Critical - second: own body, logAlarm.csv\n"
-                                       " - Alarm - Active - Critical - third: own body, logAlarm.csv\n");
+  EXPECT_EQ(readFile(record + ".sent"),
+            " - Alarm - Active - Critical - first: own body, logAlarm.csv\n"
+            " - Alarm - Active - Critical - second: own body, logAlarm.csv\n"
+            " - Alarm - Active - Critical - third: own body, logAlarm.csv\n");
   auto const entries = outboxEntries();
   ASSERT_EQ(entries.size(), 5U);
   EXPECT_EQ(entries[0], "40: Email for Office configuration not sent: exit status 3");
@@ -392,7 +395,8 @@ TEST(KeptEmailTest, AttachmentNamesReadBackArePlainNames) {
 
 // The bounds of the test build: 3 e-mails, 65536 bytes, 5 attempts; the age of the default.
 TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
-  if (EMAILSERVICE_OUTBOX_MAX_EMAILS != 3 || EMAILSERVICE_OUTBOX_MAX_BYTES != 65536 || EMAILSERVICE_OUTBOX_MAX_ATTEMPTS != 5) {
+  if (EMAILSERVICE_OUTBOX_MAX_EMAILS != 3 || EMAILSERVICE_OUTBOX_MAX_BYTES != 65536 ||
+      EMAILSERVICE_OUTBOX_MAX_ATTEMPTS != 5) {
     GTEST_SKIP() << "the bounds of the test build only (hardened_submission_tests)";
   }
   storeConfigurations({"7"}, "ops@example.com", kOffice);
@@ -406,7 +410,8 @@ TEST_F(MailCommandTest, TheOutboxDropsTheOldestAndGivesUp) {
   for (int retry = 0; retry < 4; ++retry) {  // b: attempts 2 to 5
     EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
   }
-  EXPECT_EQ(outboxEntries().back(), "43: Kept email for Office configuration given up after 5 attempt(s): at most 5 attempts");
+  EXPECT_EQ(outboxEntries().back(),
+            "43: Kept email for Office configuration given up after 5 attempt(s): at most 5 attempts");
   OutboxStore store;
   KeptEmail c;
   ASSERT_TRUE(store.read(store.list().front(), c));
@@ -480,12 +485,14 @@ TEST_F(MailCommandTest, AKillAtAnyMomentOfKeepingLeavesNoHalfEmail) {
   std::string const attachment(32 * 1024, 'l');
   writeFile(kWork + "7ups.txt", body);
   writeFile(kWork + "logAlarm.csv", attachment);
-  FailedEmail email{{"7", "Office", "subject", "ops", {}, 0, 0, 1, "exit status 3"}, kWork + "7ups.txt", {kWork + "logAlarm.csv"}};
+  FailedEmail email{
+      {"7", "Office", "subject", "ops", {}, 0, 0, 1, "exit status 3"}, kWork + "7ups.txt", {kWork + "logAlarm.csv"}};
   OutboxStore const store(kWork + "outbox", {3, 1ULL << 40});
   std::mt19937 random(std::random_device{}());
   int runs = 0;
   int cutShort = 0;  // runs killed in the middle of a keep
-  for (auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(3); std::chrono::steady_clock::now() < end; ++runs) {
+  for (auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+       std::chrono::steady_clock::now() < end; ++runs) {
     pid_t const child = fork();
     if (child == 0) {
       for (OutboxStore keeper = store;;) {
@@ -524,8 +531,9 @@ TEST_F(MailCommandTest, AnUnusableOutboxLosesTheEmailWithALogEntry) {
     fs::remove_all(outbox);
     if (mount == "file") {
       writeFile(outbox, "");
-    } else if (!mount.empty() && (!fs::create_directory(outbox) ||
-                                  ::mount("tmpfs", outbox.c_str(), "tmpfs", 0, mount == "ro" ? nullptr : mount.c_str()) != 0)) {
+    } else if (!mount.empty() &&
+               (!fs::create_directory(outbox) ||
+                ::mount("tmpfs", outbox.c_str(), "tmpfs", 0, mount == "ro" ? nullptr : mount.c_str()) != 0)) {
       GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
     }
     if (mount == "ro") {  // an e-mail kept before the outbox became read-only stays kept
@@ -533,10 +541,12 @@ TEST_F(MailCommandTest, AnUnusableOutboxLosesTheEmailWithALogEntry) {
       EXPECT_EQ(::mount(nullptr, outbox.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     }
     EXPECT_EQ(sendAlarm("lost"), ErrorCode::SendError);
-    EXPECT_THAT(outboxEntries().back(), HasSubstr(mount.empty() ? "40: Email for Office configuration not sent: exit status 3"
-                                                                : "44: Email for Office configuration not kept: "));
-    EXPECT_EQ(keptAlarms(), mount.empty() ? std::vector<std::string>{"lost"}
-                                          : mount == "ro" ? std::vector<std::string>{"earlier"} : std::vector<std::string>{});
+    EXPECT_THAT(outboxEntries().back(),
+                HasSubstr(mount.empty() ? "40: Email for Office configuration not sent: exit status 3"
+                                        : "44: Email for Office configuration not kept: "));
+    EXPECT_EQ(keptAlarms(), mount.empty()   ? std::vector<std::string>{"lost"}
+                            : mount == "ro" ? std::vector<std::string>{"earlier"}
+                                            : std::vector<std::string>{});
     ::umount2(outbox.c_str(), MNT_DETACH);
   }
 }

@@ -50,7 +50,7 @@ ssize_t answer(KernelCall& call, std::size_t length, Kernel kernel) {
 }  // namespace
 
 extern "C" ssize_t copy_file_range(int in, off_t* inOffset, int out, off_t* outOffset, std::size_t length,
-                                   unsigned int flags) noexcept {
+                                   unsigned int flags) {
   return answer(copyRange, length, [=](std::size_t bytes) -> ssize_t {
     return ::syscall(SYS_copy_file_range, in, inOffset, out, outOffset, bytes, flags);
   });
@@ -63,7 +63,8 @@ extern "C" ssize_t sendfile(int out, int in, off_t* offset, std::size_t length) 
 #else
   long const number = SYS_sendfile;
 #endif
-  return answer(sendFile, length, [=](std::size_t bytes) -> ssize_t { return ::syscall(number, out, in, offset, bytes); });
+  return answer(sendFile, length,
+                [=](std::size_t bytes) -> ssize_t { return ::syscall(number, out, in, offset, bytes); });
 }
 
 namespace emailservice::testing {

@@ -19,8 +19,8 @@ namespace {
 // on either side, or anywhere. The cut that reads canonical stamps by their bytes must decide as the
 // parser does; the parser itself is checked against the system library elsewhere.
 TEST(LogDateCut, ReadsCanonicalStampsByTheirBytesAsTheParserReadsThem) {
-  static constexpr int kYears[] = {0, 1, 999, 1899, 1900, 1901, 1902, 1969, 1970, 1999, 2000, 2024, 2037, 2038, 2100,
-                                   2400, 9999};
+  static constexpr int kYears[] = {0,    1,    999,  1899, 1900, 1901, 1902, 1969, 1970,
+                                   1999, 2000, 2024, 2037, 2038, 2100, 2400, 9999};
   static constexpr int kMonths[] = {0, 1, 2, 3, 4, 9, 10, 11, 12, 13, 19, 20};
   static constexpr int kDays[] = {0, 1, 9, 10, 19, 27, 28, 29, 30, 31, 32, 39, 40};
   static constexpr int kHours[] = {0, 9, 10, 19, 20, 23, 24, 29, 30};
@@ -39,9 +39,8 @@ TEST(LogDateCut, ReadsCanonicalStampsByTheirBytesAsTheParserReadsThem) {
   int byBytes = 0;
   for (int i = 0; i < 300000; ++i) {
     char stamp[64];
-    std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02dT%02d:%02d:%02d", field(kYears, 0, 9999),
-                  field(kMonths, 1, 12), field(kDays, 1, 28), field(kHours, 0, 23), field(kMinutes, 0, 59),
-                  field(kSeconds, 0, 59));
+    std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02dT%02d:%02d:%02d", field(kYears, 0, 9999), field(kMonths, 1, 12),
+                  field(kDays, 1, 28), field(kHours, 0, 23), field(kMinutes, 0, 59), field(kSeconds, 0, 59));
     std::string text = stamp + std::string(pick(kTails));
     if (random() % 4 == 0) {
       std::size_t const at = random() % (text.size() + 1);

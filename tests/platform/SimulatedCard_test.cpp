@@ -216,7 +216,7 @@ TEST(Split, AppendsEveryPieceAndNoneOfTheEmptyText) {
     utils::Helper::split(text, separator, split);
     std::string const joined =
         std::accumulate(split.begin() + 1, split.end(), split.front(),
-                        [](std::string all, std::string const& piece) { return all + "|" + piece; });
+                        [](std::string all, std::string const& piece) { return all.append("|").append(piece); });
     EXPECT_EQ(joined, "before" + std::string(pieces)) << '"' << text << "\" by \"" << separator << '"';
   }
 }

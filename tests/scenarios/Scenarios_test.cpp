@@ -9,8 +9,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <map>
@@ -239,44 +239,44 @@ void ScenarioTest::recordCommands(test::Case const& c) {
   commands.clear();
   atCommand.clear();
   sent.clear();
-  card().setCommandHook([this, &c](std::vector<std::string> const& args, std::string const& input,
-                                   std::string& printed) {
-    bool const shell = args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c";
-    std::string joined = shell ? args[2] : "";
-    for (std::size_t i = 0; !shell && i < args.size(); ++i) {
-      joined += (i == 0 ? "" : " ") + args[i];
-    }
-    commands.push_back(joined);
-    atCommand.push_back(workFiles());
-    if (!args.empty() && args[0] == c.missing_command()) {
-      throw std::runtime_error("cannot start " + args[0]);
-    }
-    if (shell) {
-      sent.clear();
-      std::error_code missing;
-      for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory, missing)) {
-        if (!isAddedByTheBuild(entry)) {
-          sent[entry.path().filename().string()] = readFile(entry.path().string());
+  card().setCommandHook(
+      [this, &c](std::vector<std::string> const& args, std::string const& input, std::string& printed) {
+        bool const shell = args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c";
+        std::string joined = shell ? args[2] : "";
+        for (std::size_t i = 0; !shell && i < args.size(); ++i) {
+          joined += (i == 0 ? "" : " ") + args[i];
         }
-      }
-    }
-    if (c.run_commands()) {
-      auto const hook = card().getCommandHook();
-      card().setCommandHook({});
-      std::stringstream output;
-      int const status = zorvan::exec(args, input, 0, &output, nullptr);
-      card().setCommandHook(hook);
-      printed = output.str();
-      return status;
-    }
-    printed = shell ? c.mail_output() : "";
-    for (auto const& recipients : c.failing()) {
-      if (shell && joined.find(" -- " + recipients + " < ") != std::string::npos) {
-        printed = "sendemail: Could not send the message\n";
-      }
-    }
-    return 0;
-  });
+        commands.push_back(joined);
+        atCommand.push_back(workFiles());
+        if (!args.empty() && args[0] == c.missing_command()) {
+          throw std::runtime_error("cannot start " + args[0]);
+        }
+        if (shell) {
+          sent.clear();
+          std::error_code missing;
+          for (auto const& entry : fs::directory_iterator(paths::kWorkDirectory, missing)) {
+            if (!isAddedByTheBuild(entry)) {
+              sent[entry.path().filename().string()] = readFile(entry.path().string());
+            }
+          }
+        }
+        if (c.run_commands()) {
+          auto const hook = card().getCommandHook();
+          card().setCommandHook({});
+          std::stringstream output;
+          int const status = zorvan::exec(args, input, 0, &output, nullptr);
+          card().setCommandHook(hook);
+          printed = output.str();
+          return status;
+        }
+        printed = shell ? c.mail_output() : "";
+        for (auto const& recipients : c.failing()) {
+          if (shell && joined.find(" -- " + recipients + " < ") != std::string::npos) {
+            printed = "sendemail: Could not send the message\n";
+          }
+        }
+        return 0;
+      });
 }
 
 // The check's lines for the card, with its list and device names read as the service reads them.
@@ -329,9 +329,8 @@ void ScenarioTest::expectFindings(test::Case const& c) {
   EXPECT_TRUE(!c.clean() || lines.empty()) << lines.front();
   for (auto const& finding : c.finding()) {
     bool const found = std::find(lines.begin(), lines.end(), finding) != lines.end();
-    auto const reworded = std::find_if(lines.begin(), lines.end(), [&](std::string const& line) {
-      return placeOf(line) == placeOf(finding);
-    });
+    auto const reworded = std::find_if(lines.begin(), lines.end(),
+                                       [&](std::string const& line) { return placeOf(line) == placeOf(finding); });
     if (!found && updatingGoldens() && reworded != lines.end()) {
       replaceFinding(kScenarios + scenarioFile, finding, *reworded);
       continue;
@@ -356,10 +355,10 @@ void ScenarioTest::runCase(test::Scenario const& scenario, test::Case const& c) 
     setenv("SIMCARD_MAILDIR", (std::string(paths::kWorkDirectory) + "Maildir").c_str(), 1);
   }
   auto const& e = c.event();
-  EmailEvent const event{e.has_type_number() ? e.type_number() : e.type(), "2024-05-01 13:07:42",
-                         e.has_level_number() ? e.level_number() : e.level(), e.code(),
-                         e.has_state_number() ? e.state_number() : e.state(),
-                         e.has_description() ? e.description() : "On battery"};
+  EmailEvent const event{
+      e.has_type_number() ? e.type_number() : e.type(),    "2024-05-01 13:07:42",
+      e.has_level_number() ? e.level_number() : e.level(), e.code(),
+      e.has_state_number() ? e.state_number() : e.state(), e.has_description() ? e.description() : "On battery"};
   cdsapi::CdsAccessor accessor;
   std::string const before = formatUtc(std::time(nullptr));
   ::testing::internal::CaptureStdout();

@@ -16,8 +16,7 @@ namespace fs = std::filesystem;
 
 std::vector<std::string> const& cardDirectories() {
   static std::vector<std::string> const directories = {paths::kWorkDirectory, paths::kSystemLogDirectory,
-                                                       paths::kUpsMeasuresDirectory,
-                                                       paths::kSensorMeasuresDirectory};
+                                                       paths::kUpsMeasuresDirectory, paths::kSensorMeasuresDirectory};
   return directories;
 }
 

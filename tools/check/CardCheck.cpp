@@ -55,8 +55,8 @@ bool CardCheck::read(std::string& content) {
     content += *in++;
   }
   trouble.message = content.size() > simcard::CardFile::kMaxBytes ? "cannot read: larger than 16 MiB"
-                    : std::cin.bad()                               ? "cannot read: input error"
-                                                                   : "";
+                    : std::cin.bad()                              ? "cannot read: input error"
+                                                                  : "";
   return trouble.message.empty();
 }
 
@@ -110,9 +110,7 @@ std::size_t CardCheck::count(Severity severity) const {
   return counted;
 }
 
-int CardCheck::lineOf(Finding const& finding) const {
-  return where ? CardLocator(card, *where).lineOf(finding) : 0;
-}
+int CardCheck::lineOf(Finding const& finding) const { return where ? CardLocator(card, *where).lineOf(finding) : 0; }
 
 std::string CardCheck::line(Finding const& finding) const {
   int const at = lineOf(finding);

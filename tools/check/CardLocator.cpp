@@ -59,7 +59,7 @@ int CardLocator::lineOf(Finding const& finding) const {
       }
       bool const configuration = finding.scope == Scope::Configuration;
       return configuration && !step(place, "configurations", finding.position) ? place.line
-                                                                                 : deepest(place, finding.field);
+                                                                               : deepest(place, finding.field);
     }
   }
   return 0;

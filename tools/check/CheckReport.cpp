@@ -94,8 +94,8 @@ std::string summary(CardCheck const& card) {
   for (auto const severity : {Severity::Error, Severity::Warning, Severity::Note}) {
     std::size_t const count = card.count(severity);
     if (count > 0) {
-      text += (text.empty() ? "" : ", ") + std::to_string(count) + " " +
-              emailservice::check::severityName(severity) + (count == 1 ? "" : "s");
+      text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + emailservice::check::severityName(severity) +
+              (count == 1 ? "" : "s");
     }
   }
   return text.empty() ? "no findings" : text;
@@ -106,8 +106,8 @@ bool usable(CardCheck const& card) { return card.problem().message.empty(); }
 void writeCard(std::ostream& out, CardCheck const& card) {
   out << "  {\"file\": " << json(card.name()) << ", ";
   if (!usable(card)) {
-    out << "\"error\": {\"message\": " << json(card.problem().message) << ", \"line\": "
-        << place(card.problem().line) << ", \"column\": " << place(card.problem().column) << "}}";
+    out << "\"error\": {\"message\": " << json(card.problem().message) << ", \"line\": " << place(card.problem().line)
+        << ", \"column\": " << place(card.problem().column) << "}}";
     return;
   }
   out << "\"summary\": ";

@@ -124,8 +124,7 @@ std::string Delivery::report() const {
     for (auto const& message : newMessages()) {
       arrived += messagesBefore.count(message) == 0 ? 1U : 0U;
     }
-    text << "E-mails are delivered into the Maildir " << maildir << " (" << arrived
-         << " new message(s) in this run)\n";
+    text << "E-mails are delivered into the Maildir " << maildir << " (" << arrived << " new message(s) in this run)\n";
   }
   for (auto const& line : sent) {
     text << "  " << line << "\n";

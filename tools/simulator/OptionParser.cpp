@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <ctime>
+#include <iterator>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -16,30 +17,40 @@ namespace {
 using emailservice::EventLevel;
 using emailservice::EventType;
 
+// One name of an enumerated value.
+struct Choice {
+  char const* name;
+  std::int32_t value;
+};
+
 // The names an enumerated value may be given by, in the order the usage lists them, and what its
-// number is called.
+// number is called. Constant data, so that the tables below need no construction at start-up.
 struct Choices {
-  std::vector<std::pair<char const*, std::int32_t>> names;
+  Choice const* first;
+  std::size_t count;
   char const* number;
+
+  Choice const* begin() const { return first; }
+  Choice const* end() const { return first + count; }
 
   // "periodic, card, ups, test, or a type number"
   std::string text() const {
     std::string listed;
-    for (auto const& name : names) {
-      listed += std::string(name.first) + ", ";
+    for (auto const& choice : *this) {
+      listed += std::string(choice.name) + ", ";
     }
     return listed + "or a " + number;
   }
 };
 
-Choices const kTypes{
-    {{"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}},
-    "type number"};
-Choices const kLevels{{{"critical", EventLevel::Critical},
-                       {"warning", EventLevel::Warning},
-                       {"informational", EventLevel::Informational}},
-                      "level number"};
-Choices const kStates{{{"active", 1}, {"cleared", 0}}, "state number"};
+constexpr Choice kTypeNames[] = {
+    {"periodic", EventType::Periodic}, {"card", EventType::Card}, {"ups", EventType::Ups}, {"test", EventType::Test}};
+constexpr Choice kLevelNames[] = {
+    {"critical", EventLevel::Critical}, {"warning", EventLevel::Warning}, {"informational", EventLevel::Informational}};
+constexpr Choice kStateNames[] = {{"active", 1}, {"cleared", 0}};
+constexpr Choices kTypes{kTypeNames, std::size(kTypeNames), "type number"};
+constexpr Choices kLevels{kLevelNames, std::size(kLevelNames), "level number"};
+constexpr Choices kStates{kStateNames, std::size(kStateNames), "state number"};
 
 // A whole decimal 32-bit number, or false.
 bool parseNumber(std::string const& text, std::int32_t& value) {
@@ -61,9 +72,9 @@ bool parseNamed(std::string text, Choices const& choices, std::int32_t& value) {
   for (char& c : text) {
     c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   }
-  for (auto const& name : choices.names) {
-    if (text == name.first) {
-      value = name.second;
+  for (auto const& choice : choices) {
+    if (text == choice.name) {
+      value = choice.value;
       return true;
     }
   }

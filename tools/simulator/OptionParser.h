@@ -17,7 +17,7 @@ struct SimulatorOptions {
   bool logResult = false;
   std::string logConfigurationId;  // empty: chosen from the event
   bool logConfigurationGiven = false;
-  bool check = false;  // check the card's configurations first and print the findings
+  bool check = false;       // check the card's configurations first and print the findings
   bool listOutbox = false;  // list the kept e-mails and do nothing else
   bool retryOnly = false;   // send the kept e-mails again instead of firing an event
   bool help = false;

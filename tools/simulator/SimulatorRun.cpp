@@ -147,8 +147,8 @@ int SimulatorRun::listOutbox() {
   auto const kept = emailservice::Outbox::list();
   out << "Kept e-mails: " << kept.size() << "\n";
   for (auto const& email : kept) {
-    out << "  Configuration " << email.configurationId << " (" << email.configurationName << ")  To: "
-        << email.recipients << "  Subject: " << email.subject << "\n    Attempts: " << email.attempts
+    out << "  Configuration " << email.configurationId << " (" << email.configurationName
+        << ")  To: " << email.recipients << "  Subject: " << email.subject << "\n    Attempts: " << email.attempts
         << "  First attempt: " << emailservice::formatUtc(email.firstAttempt)
         << " UTC  Last reason: " << email.lastReason << "\n";
   }

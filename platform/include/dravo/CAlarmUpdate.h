@@ -12,8 +12,12 @@ class CAlarmUpdate {
  public:
   CAlarmUpdate(CTimestamp timestamp, unsigned long long deviceId, int level, std::optional<std::string> levelText,
                std::string description, std::optional<CTimestamp> clearedAt = std::nullopt)
-      : time(timestamp), device(deviceId), levelCode(level), levelName(std::move(levelText)),
-        text(std::move(description)), cleared(clearedAt) {}
+      : time(timestamp),
+        device(deviceId),
+        levelCode(level),
+        levelName(std::move(levelText)),
+        text(std::move(description)),
+        cleared(clearedAt) {}
 
   // When the alarm became active.
   CTimestamp getTimestamp() const { return time; }

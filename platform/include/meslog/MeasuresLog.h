@@ -14,10 +14,10 @@ class MeasuresLog {
 
   // Status codes of exportCsvSaveToFile.
   static constexpr std::int32_t kOk = 0;
-  static constexpr std::int32_t kNoRecords = 1;       // the directory or its records are missing
-  static constexpr std::int32_t kBadRecords = 2;      // the records cannot be read
-  static constexpr std::int32_t kOutputError = 3;     // the output file cannot be written
-  static constexpr std::int32_t kUnknownExport = 4;   // the export kind is not one of the above
+  static constexpr std::int32_t kNoRecords = 1;      // the directory or its records are missing
+  static constexpr std::int32_t kBadRecords = 2;     // the records cannot be read
+  static constexpr std::int32_t kOutputError = 3;    // the output file cannot be written
+  static constexpr std::int32_t kUnknownExport = 4;  // the export kind is not one of the above
 
   // `directory` is where the measures service keeps its records.
   explicit MeasuresLog(std::string const& directory);

@@ -25,8 +25,8 @@ class SimulatedCard {
  public:
   // Runs instead of a program when set: receives the argument vector and the standard input,
   // writes what the program would print to `output`, and returns its exit status.
-  using CommandHook = std::function<int(std::vector<std::string> const& args, std::string const& input,
-                                        std::string& output)>;
+  using CommandHook =
+      std::function<int(std::vector<std::string> const& args, std::string const& input, std::string& output)>;
 
   // The one card of the process.
   static SimulatedCard& instance();
