@@ -107,4 +107,24 @@ inline std::size_t readDoubleQuoted(std::string const& quoted, std::size_t at, s
   return at + 1;
 }
 
+// The text that the shell reads from `quoted` when it is made only of single-quoted parts and
+// backslash-escaped single quotes; anything else fails the property.
+inline std::string readSingleQuoted(std::string const& quoted) {
+  check(!quoted.empty() && quoted.find('\0') == std::string::npos, "a quoted word is not empty and holds no NUL");
+  std::string text;
+  for (std::size_t i = 0; i < quoted.size();) {
+    if (quoted.compare(i, 2, "\\'") == 0) {
+      text += '\'';
+      i += 2;
+      continue;
+    }
+    auto const close = quoted.find('\'', i + 1);
+    check(quoted[i] == '\'' && close != std::string::npos, "a quoted word is made of closed '...' parts and \\'",
+          quoted);
+    text += quoted.substr(i + 1, close - i - 1);
+    i = close + 1;
+  }
+  return text;
+}
+
 }  // namespace emailservice::fuzz

@@ -3,8 +3,7 @@
 // Properties:
 // - the escaped subject is a valid inside of a double-quoted shell word that holds no command
 //   substitution by backquote: every double quote and backslash is escaped, no backquote is left;
-// - the shell reads it back as the subject with backquotes turned into single quotes, and so
-//   does ShellQuote::unescapeDoubleQuoted;
+// - the shell reads it back as the subject with backquotes turned into single quotes;
 // - ShellQuote::word of any text is a single-quoted shell word standing for the text (NUL bytes
 //   left out).
 #include <algorithm>
@@ -28,26 +27,6 @@ class SubjectProbe final : public emailservice::EmailGlobalConfig {
   void setSubject(std::string text) { subject = std::move(text); }
 };
 
-// The text that the shell reads from `quoted` when it is made only of single-quoted parts and
-// backslash-escaped single quotes; anything else fails the property.
-std::string readSingleQuoted(std::string const& quoted) {
-  check(!quoted.empty() && quoted.find('\0') == std::string::npos, "a quoted word is not empty and holds no NUL");
-  std::string text;
-  for (std::size_t i = 0; i < quoted.size();) {
-    if (quoted.compare(i, 2, "\\'") == 0) {
-      text += '\'';
-      i += 2;
-      continue;
-    }
-    auto const close = quoted.find('\'', i + 1);
-    check(quoted[i] == '\'' && close != std::string::npos, "a quoted word is made of closed '...' parts and \\'",
-          quoted);
-    text += quoted.substr(i + 1, close - i - 1);
-    i = close + 1;
-  }
-  return text;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
@@ -70,9 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   check(emailservice::fuzz::readDoubleQuoted(escaped + '"', 0, read) == escaped.size() + 1,
         "no unescaped double quote in the escaped subject", escaped);
   check(read == withQuotes, "unescaping gives the subject with backquotes as single quotes", escaped);
-  check(emailservice::ShellQuote::unescapeDoubleQuoted(escaped) == withQuotes,
-        "ShellQuote::unescapeDoubleQuoted undoes the escaping", escaped);
-  check(readSingleQuoted(emailservice::ShellQuote::word(original)) == withoutNul,
+  check(emailservice::fuzz::readSingleQuoted(emailservice::ShellQuote::word(original)) == withoutNul,
         "ShellQuote::word stands for the text", original);
   return 0;
 }

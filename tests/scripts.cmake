@@ -5,12 +5,9 @@ string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-# The outbox's tests use a simulator built with the outbox: the library's own in such a build, else
-# the one on the hardened profile that the tests build beside it.
+# The outbox's test runs where the library has the outbox.
 set(outbox_simulator)
-if(TARGET emailservice-simulator-hardened)
-  set(outbox_simulator $<TARGET_FILE:emailservice-simulator-hardened>)
-elseif(EMAILSERVICE_HARDENED_SUBMISSION OR EMAILSERVICE_OUTBOX)
+if(EMAILSERVICE_PROFILE_OUTBOX)
   set(outbox_simulator $<TARGET_FILE:emailservice-simulator>)
 endif()
 foreach(suite DeliveryTest RefusedDeliveryTest FaultTest OutboxTest)
@@ -26,11 +23,11 @@ endforeach()
 # card and of a card full of mistakes. --version names the build's profile, given to the test with
 # its line feeds written \n.
 set(profile_hardened no)
-if(EMAILSERVICE_HARDENED_SUBMISSION)
+if(EMAILSERVICE_PROFILE_HARDENED)
   set(profile_hardened yes)
 endif()
 set(profile_outbox no)
-if(EMAILSERVICE_OUTBOX)
+if(EMAILSERVICE_PROFILE_OUTBOX)
   set(profile_outbox yes)
 endif()
 set(profile_prefix "(none)")

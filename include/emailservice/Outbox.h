@@ -29,7 +29,8 @@ class EMAILSERVICE_EXPORT Outbox {
   Outbox() = delete;
 
   // Sends the kept e-mails again, oldest first, as manageEmails does before its event, and gives
-  // up those kept too long or tried too often. Waits for, and holds, the lock of manageEmails.
+  // up those kept too long or tried too often. Waits for, and holds, the outbox's lock (not the
+  // lock of manageEmails: it uses no work file).
   // Success when nothing stays kept, SendError otherwise, and when an exception (of the card's log)
   // ended the retry: it never raises one.
   static ErrorCode retry();

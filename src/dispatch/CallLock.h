@@ -1,9 +1,12 @@
-// One call of the library at a time, between processes and between threads: the work files and
-// exports have fixed names in the work directory. Built only with EMAILSERVICE_SERIALIZE_CALLS.
+// One call of the library at a time, between processes and between threads, where the build
+// serializes calls: the work files and exports have fixed names in the work directory. One header,
+// two sources, and the build compiles one (src/CMakeLists.txt): NoCallLock.cpp in the default
+// build, which takes no lock, and CallLock.cpp in the builds that serialize calls.
 #pragma once
 
 #include <string>
 
+#include "CardPaths.h"
 #include "LockFile.h"
 
 namespace emailservice {
@@ -19,7 +22,7 @@ class CallLock final {
   CallLock& operator=(CallLock const&) = delete;
 
   // The lock file: "manageEmails.lock" in the work directory.
-  static std::string path();
+  static std::string path() { return std::string(paths::kWorkDirectory) + "manageEmails.lock"; }
 
  private:
   LockFile file;

@@ -1,6 +1,5 @@
 #include "emailservice/EmailConfig.h"
 
-#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 
@@ -9,6 +8,7 @@
 #include "dispatch/EventTypeRules.h"
 #include "dravo_config.pb.h"
 #include "email/EmailGlobalConfig.h"
+#include "email/SubmissionRules.h"
 #include "kinds/EmailException.h"
 #include "kinds/EmailNotifsConfig.h"
 #include "kinds/EmailPeriodicConfig.h"
@@ -16,14 +16,8 @@
 #include "kinds/EmailTestConfig.h"
 #include "logfiles/SystemEventLogFile.h"
 #include "logfiles/UpsEventLogFile.h"
+#include "outbox/OutboxSeam.h"
 #include "utils/Helper.h"
-
-#ifdef EMAILSERVICE_OUTBOX
-#include <ctime>
-
-#include "outbox/OutboxLog.h"
-#include "outbox/OutboxStore.h"
-#endif
 
 namespace emailservice {
 
@@ -136,69 +130,15 @@ class KindRelease final {
   std::unique_ptr<EmailGlobalConfig>& kind;
 };
 
-#ifdef EMAILSERVICE_OUTBOX
-// What the outbox keeps of the e-mail that `kind` composed: its body and attachments are copied
-// when it is kept, since the next dispatch rewrites or removes the work files.
-FailedEmail failedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
-                        std::string const& recipients) {
-  FailedEmail email;
-  email.record.configurationId = configuration.id().value();
-  email.record.configurationName = configuration.name().value();
-  email.record.subject = kind.getSubject();
-  email.record.recipients = recipients;
-  email.record.firstAttempt = std::time(nullptr);
-  email.record.firstAttemptBoot = KeptEmail::bootSeconds();
-  email.record.attempts = 1;
-  email.record.lastReason = OutboxLog::printable(kind.getFailureReason(), OutboxLog::kReasonBytes);
-  email.bodyFile = kind.getMessageFileName();
-  std::vector<std::string> attachments;
-  utils::Helper::split(kind.getAttachments(), " ", attachments);
-  for (auto const& path : attachments) {
-    if (!path.empty()) {
-      email.attachments.push_back(path);
-    }
-  }
-  return email;
-}
-
-// Logs why the e-mail was not sent and keeps it for a later attempt. The outbox never changes the
-// call's outcome: an exception of the card's log or of the outbox ends only its own step, and the
-// e-mail is kept even when its entry cannot be written.
-void keepFailedEmail(dravo::proto::EmailConfiguration const& configuration, EmailGlobalConfig const& kind,
-                     std::string const& recipients) {
-  try {
-    OutboxLog::notSent(configuration.name().value(), kind.getFailureReason());
-  } catch (std::exception const&) {
-  }
-  try {
-    OutboxStore().keep(failedEmail(configuration, kind, recipients));
-  } catch (std::exception const&) {
-  }
-}
-#endif
-
-#ifdef EMAILSERVICE_HARDENED_SUBMISSION
-// The id ends up in the path of the body work file: only a plain name keeps that file inside the
-// work directory and names no other file (not empty, not "." or "..", no "/", no NUL or other
-// control character).
-bool isPlainName(std::string const& id) {
-  return !id.empty() && id != "." && id != ".." && std::none_of(id.begin(), id.end(), [](char c) {
-    auto const byte = static_cast<unsigned char>(c);
-    return c == '/' || byte < 0x20 || byte == 0x7f;
-  });
-}
-#endif
-
 }  // namespace
 
 ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
-#ifdef EMAILSERVICE_HARDENED_SUBMISSION
-  // Nothing is written or sent for such a configuration; a report or test asked of it fails.
-  if (!isPlainName(configuration.id().value())) {
+  // Nothing is written or sent for a configuration whose id the build refuses; a report or test
+  // asked of it fails.
+  if (!SubmissionRules::acceptsConfigurationId(configuration.id().value())) {
     return EventTypeRules::addresses(event, configuration.id().value()) ? ErrorCode::TestEmailFailed
                                                                         : ErrorCode::Success;
   }
-#endif
   std::string const messageFileName =
       paths::kWorkDirectory + configuration.id().value() + EventTypeRules::workFileSuffix(event.type);
   selectedEmail.reset();
@@ -256,12 +196,12 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
   setRecipients();
   // The list-level flag hides the address for every configuration; otherwise each decides.
   selectedEmail->setHideIpAddress(hideIpAddress || configuration.hideipaddress().value());
+  selectedEmail->setConfiguration(configuration.id().value(), configuration.name().value());
   ErrorCode const sent = selectedEmail->manageEmail(recipients);
-#ifdef EMAILSERVICE_OUTBOX
-  if (sent == ErrorCode::SendError) {
-    keepFailedEmail(configuration, *selectedEmail, recipients);
+  // A kind that decided not to send (a level not subscribed) handed nothing over.
+  if (auto const& submission = selectedEmail->lastSubmission()) {
+    OutboxSeam::afterSending(submission->email, submission->outcome);
   }
-#endif
   return sent == ErrorCode::SendError ? results.failure : results.success;
 }
 

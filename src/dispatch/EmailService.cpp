@@ -2,19 +2,11 @@
 
 #include "cdsapi/CdsAccessor.h"
 #include "cdsapi/OobAccessor.h"
+#include "dispatch/CallLock.h"
 #include "dispatch/EventTypeRules.h"
 #include "dravo_config.pb.h"
 #include "emailservice/EmailConfig.h"
-
-#ifdef EMAILSERVICE_SERIALIZE_CALLS
-#include "dispatch/CallLock.h"
-#endif
-#ifdef EMAILSERVICE_OUTBOX
-#include "outbox/OutboxRetry.h"
-#include "outbox/OutboxStore.h"
-
-#include <exception>
-#endif
+#include "outbox/OutboxSeam.h"
 
 namespace emailservice {
 
@@ -26,19 +18,11 @@ bool endsWalk(ErrorCode code) { return code == ErrorCode::TestEmailSucceeded || 
 }  // namespace
 
 ErrorCode EmailService::manageEmails(EmailEvent const& event) {
-#ifdef EMAILSERVICE_SERIALIZE_CALLS
-  // A second call waits here until the first one has ended, whichever way it ends.
+  // Where the build serializes calls, a second call waits here until the first one has ended,
+  // whichever way it ends.
   CallLock const lock;
-#endif
-#ifdef EMAILSERVICE_OUTBOX
-  // What failed before goes out before this event's e-mails; it never changes this call's result,
-  // and an exception of the retry (the card's log) ends only the retry.
-  try {
-    OutboxStore const outbox;
-    OutboxRetry(outbox).run();
-  } catch (std::exception const&) {
-  }
-#endif
+  // Where the build keeps failed e-mails, they go out before this event's.
+  OutboxSeam::beforeEvent();
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <exception>
 #include <fstream>
+#include <utility>
 
 #include "CardPaths.h"
 #include "DeviceNumbers.h"
@@ -83,20 +84,23 @@ std::string EmailGlobalConfig::formatTime(long utcSeconds) { return formatUtc(ut
 
 std::string EmailGlobalConfig::formatNow() { return formatTime(toSeconds(std::time(nullptr))); }
 
-void EmailGlobalConfig::escapeSubjectChars() {
+void EmailGlobalConfig::escapeSubjectChars() { subject = escapedForDoubleQuotes(std::move(subject)); }
+
+std::string EmailGlobalConfig::escapedForDoubleQuotes(std::string text) {
   try {
-    for (std::string::size_type position = 0; position < subject.size(); ++position) {
-      if (subject.at(position) == '"' || subject.at(position) == '\\') {
-        subject.insert(position, 1, '\\');
+    for (std::string::size_type position = 0; position < text.size(); ++position) {
+      if (text.at(position) == '"' || text.at(position) == '\\') {
+        text.insert(position, 1, '\\');
         ++position;  // onto the quote or backslash itself, which is not escaped again
       }
-      if (subject.at(position) == '`') {
-        subject.at(position) = '\'';
+      if (text.at(position) == '`') {
+        text.at(position) = '\'';
       }
     }
   } catch (std::exception const&) {
-    // The subject keeps what was escaped so far; escaping never fails the e-mail.
+    // The text keeps what was escaped so far; escaping never fails the e-mail.
   }
+  return text;
 }
 
 void EmailGlobalConfig::formatSystemInfo() {
@@ -156,14 +160,29 @@ void EmailGlobalConfig::formatDeviceInfo() {
   message << inband.getDeviceHwVersion(kMonitoredDevice) << std::endl;
 }
 
+void EmailGlobalConfig::setConfiguration(std::string const& id, std::string const& name) {
+  configurationId = id;
+  configurationName = name;
+}
+
+ComposedEmail EmailGlobalConfig::composed(std::string const& recipients) const {
+  ComposedEmail email;
+  email.configurationId = configurationId;
+  email.configurationName = configurationName;
+  email.subject = subject;
+  email.recipients = recipients;
+  email.bodyFile = messageFileName;
+  email.setAttachmentList(attachments);
+  return email;
+}
+
+// The command is made from the e-mail as composed; the subject is escaped all the same, so that
+// it ends as the contract leaves it.
 ErrorCode EmailGlobalConfig::sendEmail(std::string const& recipients) {
+  submission = Submission{composed(recipients), MailOutcome{}};
   escapeSubjectChars();
-  MailCommand command(subject, attachments, recipients, messageFileName);
-  bool const sent = command.run();
-#ifdef EMAILSERVICE_OUTBOX
-  failureReason = command.failure();
-#endif
-  return sent ? ErrorCode::Success : ErrorCode::SendError;
+  submission->outcome = MailCommand(submission->email).run();
+  return submission->outcome.handedOver ? ErrorCode::Success : ErrorCode::SendError;
 }
 
 }  // namespace emailservice

@@ -2,9 +2,12 @@
 // identification banner, the mail submission and the text helpers that all kinds share.
 #pragma once
 
+#include <optional>
 #include <sstream>
 #include <string>
 
+#include "email/ComposedEmail.h"
+#include "email/MailCommand.h"
 #include "emailservice/EmailEvent.h"
 #include "emailservice/ErrorCode.h"
 #include "logfiles/SensorMeasureLogFile.h"
@@ -53,24 +56,32 @@ class EmailGlobalConfig {
   // Escapes double quotes and backslashes with a backslash and turns backquotes into single
   // quotes, so that the subject can stand inside a double-quoted shell word.
   void escapeSubjectChars();
+  // `text` escaped as escapeSubjectChars escapes the subject.
+  static std::string escapedForDoubleQuotes(std::string text);
   // The communication-module block of the banner.
   void formatSystemInfo();
   // The monitored-device block of the banner.
   void formatDeviceInfo();
-  // Runs the card's mail command; SendError when it reports that it could not send.
+  // Runs the card's mail command; SendError when it did not hand the e-mail over.
   ErrorCode sendEmail(std::string const& recipients);
 
   // Leave the IPv4 address out of the banner; set by the dispatcher before manageEmail.
   void setHideIpAddress(bool hide) { hideIpAddress = hide; }
+  // The configuration the e-mail is for, as its composed value names it; set by the dispatcher
+  // before manageEmail.
+  void setConfiguration(std::string const& id, std::string const& name);
+
+  // The e-mail as sendEmail handed it to the mail command, and what came of it.
+  struct Submission {
+    ComposedEmail email;
+    MailOutcome outcome;
+  };
+  // Empty until sendEmail has run (a kind that decided not to send never runs it).
+  std::optional<Submission> const& lastSubmission() const { return submission; }
 
   std::string const& getSubject() const { return subject; }
   std::string const& getAttachments() const { return attachments; }
   std::string getMessage() const { return message.str(); }
-#ifdef EMAILSERVICE_OUTBOX
-  // Why the last sendEmail did not hand the e-mail over; empty when it did.
-  std::string const& getFailureReason() const { return failureReason; }
-  std::string const& getMessageFileName() const { return messageFileName; }
-#endif
 
  protected:
   // How many of the most recent entries a log attachment holds, where a kind attaches the recent
@@ -87,9 +98,15 @@ class EmailGlobalConfig {
   std::string subject;
   std::string attachments;
   std::ostringstream message;
-#ifdef EMAILSERVICE_OUTBOX
-  std::string failureReason;
-#endif
+
+ private:
+  // The value that sendEmail hands over: the configuration's id and name, the subject as composed,
+  // the body file and the attachment list.
+  ComposedEmail composed(std::string const& recipients) const;
+
+  std::string configurationId;
+  std::string configurationName;
+  std::optional<Submission> submission;
 };
 
 }  // namespace emailservice

@@ -1,37 +1,40 @@
-// One run of the card's mail command for one composed e-mail: the command text, how its end
-// counts, and (with the outbox) why it did not hand the message over.
+// One run of the card's mail command for one composed e-mail: the command text of the build's
+// rules (SubmissionRules), and what came of it. A retry of a kept e-mail runs exactly the command
+// of a first attempt.
 #pragma once
 
 #include <string>
 
+#include "email/ComposedEmail.h"
+
 namespace emailservice {
+
+// What came of one run of the mail command.
+struct MailOutcome {
+  bool handedOver = false;
+  // Why the message was not handed over: the failure text and the last line of the command's
+  // diagnostics (where the build reads them), its exit status or signal, "no answer within N s",
+  // or why it could not start. Empty when it was handed over.
+  std::string reason;
+  // The command was ended at its deadline.
+  bool deadlineEnded = false;
+};
 
 class MailCommand final {
  public:
-  // `escapedSubject` is the subject after EmailGlobalConfig::escapeSubjectChars; `attachments`
-  // the attachment list with a blank before every path.
-  MailCommand(std::string const& escapedSubject, std::string const& attachments, std::string const& recipients,
-              std::string const& bodyFile);
+  explicit MailCommand(ComposedEmail const& email);
 
-  // Runs the command to its end (or its deadline); true when the message was handed over by the
-  // rules of the build. A command that cannot start did not hand it over.
-  bool run();
+  // The shell command text.
+  std::string const& text() const { return commandText; }
+  // Runs the command to its end (or its deadline). A command that cannot start did not hand the
+  // message over.
+  MailOutcome run() const;
 
-#ifdef EMAILSERVICE_OUTBOX
-  // Why the last run did not hand the message over: the failure text and the last line of the
-  // command's diagnostics, its exit status or signal, "no answer within N s", or why it could not
-  // start. Empty after a run that handed it over.
-  std::string const& failure() const { return reason; }
-  // True when the last run was ended at its deadline ("no answer within N s").
-  bool timedOut() const { return reason.rfind(kNoAnswer, 0) == 0; }
+  // How a reason that the deadline gave begins.
   static constexpr char const kNoAnswer[] = "no answer within ";
-#endif
 
  private:
-  std::string text;
-#ifdef EMAILSERVICE_OUTBOX
-  std::string reason;
-#endif
+  std::string commandText;
 };
 
 }  // namespace emailservice

@@ -56,18 +56,4 @@ std::string ShellQuote::words(std::string const& text) {
   return quoted;
 }
 
-std::string ShellQuote::unescapeDoubleQuoted(std::string const& escaped) {
-  std::string text;
-  text.reserve(escaped.size());
-  for (std::string::size_type i = 0; i < escaped.size(); ++i) {
-    bool const escapes =
-        escaped[i] == '\\' && i + 1 < escaped.size() && (escaped[i + 1] == '"' || escaped[i + 1] == '\\');
-    if (escapes) {
-      ++i;
-    }
-    text += escaped[i];
-  }
-  return text;
-}
-
 }  // namespace emailservice

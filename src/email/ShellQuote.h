@@ -22,11 +22,6 @@ class ShellQuote final {
   // empty text when `text` holds nothing but blanks. NUL bytes are left out before the split.
   static std::string words(std::string const& text);
 
-  // What the shell makes of `escaped` inside double quotes when only double quotes and
-  // backslashes were escaped: every backslash followed by a double quote or a backslash is
-  // removed, every other character is kept.
-  static std::string unescapeDoubleQuoted(std::string const& escaped);
-
   ShellQuote() = delete;
 };
 

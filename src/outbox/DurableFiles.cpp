@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/FileDescriptor.h"
+#include "FileDescriptor.h"
 
 namespace emailservice {
 
@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::size_t kBlock = std::size_t{64} * 1024;
 
-std::string systemError(std::string const& what, std::string const& path) {
-  return what + " " + path + ": " + std::strerror(errno);
-}
-
-// Writes all of `data`, through interruptions and short writes.
+// Writes all of `data`, through interruptions and short writes. A write that writes nothing
+// without a reason of its own counts as a full device.
 bool writeAll(int fd, char const* data, std::size_t length) {
   while (length > 0) {
     ssize_t const written = retryOnInterrupt([&] { return ::write(fd, data, length); });
+    if (written == 0) {
+      errno = ENOSPC;
+    }
     if (written <= 0) {
       return false;
     }
@@ -51,6 +51,10 @@ int createFile(std::string const& path) {
 
 }  // namespace
 
+std::string DurableFiles::systemError(std::string const& what, std::string const& path) {
+  return what + " " + path + ": " + std::strerror(errno);
+}
+
 bool DurableFiles::write(std::string const& path, std::string const& content, std::string& error) {
   FileDescriptor const file(createFile(path));
   if (file.get() < 0 || !writeAll(file.get(), content.data(), content.size()) || ::fsync(file.get()) != 0) {
@@ -61,10 +65,14 @@ bool DurableFiles::write(std::string const& path, std::string const& content, st
 }
 
 bool DurableFiles::copy(std::string const& from, std::string const& to, std::uint64_t& bytes, std::string& error) {
-  FileDescriptor const source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  FileDescriptor const source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat status {};
-  if (source.get() < 0 || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (source.get() < 0 || ::fstat(source.get(), &status) != 0) {
     error = systemError("cannot read", from);
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    error = "cannot read " + from + ": not a regular file";
     return false;
   }
   FileDescriptor const target(createFile(to));

@@ -12,6 +12,9 @@ class DurableFiles final {
  public:
   DurableFiles() = delete;
 
+  // "WHAT PATH: " and the system's reason of the last failed call (errno).
+  static std::string systemError(std::string const& what, std::string const& path);
+
   // Creates `path` with `content` (mode 0644: the mail command reads it as another user; never
   // through a link) and syncs it.
   static bool write(std::string const& path, std::string const& content, std::string& error);

@@ -12,7 +12,8 @@ namespace {
 // Field names of the record file.
 constexpr char const kId[] = "id";
 constexpr char const kName[] = "name";
-constexpr char const kSubject[] = "subject";
+// "subject" held the subject escaped for the mail command: a record with it is an earlier build's.
+constexpr char const kSubject[] = "composed-subject";
 constexpr char const kRecipients[] = "recipients";
 constexpr char const kAttachment[] = "attachment";
 constexpr char const kFirstAttempt[] = "first-attempt";

@@ -10,7 +10,7 @@ namespace emailservice {
 struct KeptEmail {
   std::string configurationId;
   std::string configurationName;
-  std::string subject;  // as escaped for the mail command
+  std::string subject;  // as composed
   std::string recipients;
   std::vector<std::string> attachments;  // file names in the kept e-mail's attachment directory, in order
   std::int64_t firstAttempt = 0;         // seconds since 1970 UTC, shown to the administrator

@@ -2,7 +2,6 @@
 
 #include <exception>
 
-#include "dispatch/CallLock.h"
 #include "outbox/OutboxRetry.h"
 #include "outbox/OutboxStore.h"
 
@@ -11,7 +10,6 @@ namespace emailservice {
 ErrorCode Outbox::retry() {
   // An exception (the card's log) ends the retry; what stays kept is then unknown: SendError.
   try {
-    CallLock const lock;
     OutboxStore const store;
     return OutboxRetry(store).run() == 0 ? ErrorCode::Success : ErrorCode::SendError;
   } catch (std::exception const&) {

@@ -1,7 +1,7 @@
 #include "outbox/OutboxLog.h"
 
+#include "UtcTime.h"
 #include "cdsapi/dataLog.h"
-#include "common/UtcTime.h"
 
 namespace emailservice {
 
@@ -41,6 +41,15 @@ void OutboxLog::givenUp(std::string const& name, std::int32_t attempts, std::str
 void OutboxLog::dropped(std::string const& name, std::string const& what, std::string const& why) {
   logEntry(kDropped, cdsapi::SEVERITY_WARNING,
            configuration("Email for ", name) + " " + what + ": " + printable(why, kReasonBytes));
+}
+
+void OutboxLog::unreadableDropped(std::string const& sequence) {
+  logEntry(kDropped, cdsapi::SEVERITY_WARNING,
+           "Kept email " + sequence + " dropped from the outbox: its record cannot be read");
+}
+
+void OutboxLog::notRetried(std::string const& why) {
+  logEntry(kNotSentAgain, cdsapi::SEVERITY_WARNING, "Kept emails not sent again: " + printable(why, kReasonBytes));
 }
 
 std::string OutboxLog::printable(std::string const& text, std::size_t bytes) {

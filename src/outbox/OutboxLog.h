@@ -31,6 +31,11 @@ class OutboxLog final {
   static void givenUp(std::string const& name, std::int32_t attempts, std::string const& why);
   // "Email for NAME configuration WHAT: WHY", for an e-mail dropped or not kept.
   static void dropped(std::string const& name, std::string const& what, std::string const& why);
+  // "Kept email SEQUENCE dropped from the outbox: its record cannot be read": whose it was is lost
+  // with the record.
+  static void unreadableDropped(std::string const& sequence);
+  // "Kept emails not sent again: WHY", for a pass that could not begin.
+  static void notRetried(std::string const& why);
 
   // `text` with every control character replaced by "?" and cut to at most `bytes` bytes (never
   // inside a UTF-8 sequence).

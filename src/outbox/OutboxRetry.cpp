@@ -2,15 +2,18 @@
 
 #include <string>
 
+#include "BuildSettings.h"
 #include "email/MailCommand.h"
+#include "outbox/DurableFiles.h"
+#include "outbox/OutboxLock.h"
 #include "outbox/OutboxLog.h"
 
 namespace emailservice {
 
 namespace {
 
-constexpr std::int64_t kMaxAgeSeconds = EMAILSERVICE_OUTBOX_MAX_AGE_SECONDS;
-constexpr std::int32_t kMaxAttempts = EMAILSERVICE_OUTBOX_MAX_ATTEMPTS;
+constexpr std::int64_t kMaxAgeSeconds = settings::kOutboxMaxAgeSeconds;
+constexpr std::int32_t kMaxAttempts = settings::kOutboxMaxAttempts;
 
 // Why an e-mail tried the most times allowed is given up.
 std::string attemptsSpent() { return "at most " + std::to_string(kMaxAttempts) + " attempts"; }
@@ -20,6 +23,16 @@ std::string attemptsSpent() { return "at most " + std::to_string(kMaxAttempts) +
 OutboxRetry::OutboxRetry(OutboxStore const& outbox) : store(outbox) {}
 
 std::size_t OutboxRetry::run() const {
+  // An outbox that was never created holds nothing.
+  if (!DurableFiles::exists(store.directory())) {
+    return 0;
+  }
+  OutboxLock lock;
+  if (!lock.lock(store.directory())) {
+    std::size_t const kept = store.list().size();
+    OutboxLog::notRetried(DurableFiles::systemError("cannot lock", store.directory()));
+    return kept;
+  }
   store.removeLeftovers();
   Pass pass;
   for (auto const& sequence : store.list()) {
@@ -38,7 +51,7 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
   }
   if (!store.read(sequence, email)) {
     if (remove(sequence, "", pass)) {
-      OutboxLog::dropped("", "dropped from the outbox", "its record cannot be read");
+      OutboxLog::unreadableDropped(sequence);
     }
   } else if (email.attempts >= kMaxAttempts) {
     giveUp(sequence, email, attemptsSpent(), pass);
@@ -52,21 +65,16 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
 }
 
 void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass) const {
-  std::string attachments;
-  for (auto const& name : email.attachments) {
-    attachments += " " + store.attachmentPath(sequence, name);
-  }
-  MailCommand command(email.subject, attachments, email.recipients, store.bodyPath(sequence));
-  bool const sent = command.run();
+  MailOutcome const outcome = MailCommand(store.composed(sequence, email)).run();
   ++email.attempts;
-  if (sent) {
+  if (outcome.handedOver) {
     remove(sequence, email.configurationName, pass);
     OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
     return;
   }
   pass.held.insert(email.configurationId);
-  pass.noAnswer = command.timedOut();
-  email.lastReason = OutboxLog::printable(command.failure(), OutboxLog::kReasonBytes);
+  pass.noAnswer = outcome.deadlineEnded;
+  email.lastReason = OutboxLog::printable(outcome.reason, OutboxLog::kReasonBytes);
   // The outbox first, then the card's log: an exception of the log must not lose the attempt.
   bool const last = email.attempts >= kMaxAttempts;
   if (!last) {

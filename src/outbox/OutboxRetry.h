@@ -13,8 +13,8 @@ class OutboxRetry final {
  public:
   explicit OutboxRetry(OutboxStore const& store);
 
-  // Gives up the kept e-mails that are too old or were tried too often, then sends the others
-  // again, oldest first. After a failure the later kept e-mails of the same configuration wait
+  // Under the outbox's lock, gives up the kept e-mails that are too old or were tried too often,
+  // then sends the others again, oldest first. After a failure the later kept e-mails of the same configuration wait
   // for the next pass (none may arrive before an earlier one of its configuration), those of the
   // other configurations are still sent; a failure at the deadline ends the sending of the pass
   // (the relay does not answer: one deadline per pass), and so does a kept e-mail that cannot be

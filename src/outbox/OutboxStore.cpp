@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
+#include "BuildSettings.h"
 #include "CardPaths.h"
 #include "outbox/DurableFiles.h"
+#include "outbox/OutboxLock.h"
 #include "outbox/OutboxLog.h"
 
 namespace emailservice {
@@ -38,10 +41,17 @@ std::string attachmentName(std::string const& path, std::size_t index, std::vect
   return usable && !name.empty() ? name : "attachment-" + std::to_string(index + 1);
 }
 
-// The record as it is written: the attachments under the names they are kept as.
-KeptEmail recordOf(FailedEmail const& email) {
-  KeptEmail record = email.record;
-  record.attachments.clear();
+// The record of an e-mail first tried now: the attachments under the names they are kept as.
+KeptEmail recordOf(ComposedEmail const& email, std::string const& reason) {
+  KeptEmail record;
+  record.configurationId = email.configurationId;
+  record.configurationName = email.configurationName;
+  record.subject = email.subject;
+  record.recipients = email.recipients;
+  record.firstAttempt = std::time(nullptr);
+  record.firstAttemptBoot = KeptEmail::bootSeconds();
+  record.attempts = 1;
+  record.lastReason = OutboxLog::printable(reason, OutboxLog::kReasonBytes);
   for (std::size_t i = 0; i < email.attachments.size(); ++i) {
     record.attachments.push_back(attachmentName(email.attachments[i], i, record.attachments));
   }
@@ -52,25 +62,39 @@ KeptEmail recordOf(FailedEmail const& email) {
 
 OutboxStore::OutboxStore()
     : OutboxStore(std::string(paths::kWorkDirectory) + "outbox",
-                  Bounds{EMAILSERVICE_OUTBOX_MAX_EMAILS, EMAILSERVICE_OUTBOX_MAX_BYTES}) {}
+                  Bounds{settings::kOutboxMaxEmails, settings::kOutboxMaxBytes}) {}
 
 OutboxStore::OutboxStore(std::string directory, Bounds limits) : root(std::move(directory)), bounds(limits) {}
 
-std::string OutboxStore::bodyPath(std::string const& sequence) const { return root + "/" + sequence + kBody; }
-
-std::string OutboxStore::attachmentPath(std::string const& sequence, std::string const& name) const {
-  return root + "/" + sequence + kAttachments + "/" + name;
+ComposedEmail OutboxStore::composed(std::string const& sequence, KeptEmail const& email) const {
+  ComposedEmail kept;
+  kept.configurationId = email.configurationId;
+  kept.configurationName = email.configurationName;
+  kept.subject = email.subject;
+  kept.recipients = email.recipients;
+  kept.bodyFile = root + "/" + sequence + kBody;
+  std::vector<std::string> attachments;
+  for (auto const& name : email.attachments) {
+    attachments.push_back(root + "/" + sequence + kAttachments + "/" + name);
+  }
+  kept.setAttachments(std::move(attachments));
+  return kept;
 }
 
-void OutboxStore::keep(FailedEmail const& email) {
-  std::string const& name = email.record.configurationName;
+void OutboxStore::keep(ComposedEmail const& email, std::string const& reason) {
+  std::string const& name = email.configurationName;
   std::string error;
+  OutboxLock lock;
   if (!DurableFiles::makeDirectory(root, error)) {
     OutboxLog::dropped(name, "not kept", error);
     return;
   }
+  if (!lock.lock(root)) {
+    OutboxLog::dropped(name, "not kept", DurableFiles::systemError("cannot lock", root));
+    return;
+  }
   removeLeftovers();
-  KeptEmail const record = recordOf(email);
+  KeptEmail const record = recordOf(email, reason);
   std::uint64_t bytes = DurableFiles::size(email.bodyFile) + record.toText().size();
   for (auto const& attachment : email.attachments) {
     bytes += DurableFiles::size(attachment);
@@ -115,7 +139,7 @@ void OutboxStore::makeRoom(std::uint64_t bytes) {
   }
 }
 
-bool OutboxStore::write(std::string const& directory, FailedEmail const& email, KeptEmail const& record,
+bool OutboxStore::write(std::string const& directory, ComposedEmail const& email, KeptEmail const& record,
                         std::string& error) const {
   if (!DurableFiles::makeDirectory(directory, error) || !DurableFiles::makeDirectory(directory + kAttachments, error)) {
     return false;

@@ -6,16 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "email/ComposedEmail.h"
 #include "outbox/KeptEmail.h"
 
 namespace emailservice {
-
-// What one kept e-mail is made of when it is first kept.
-struct FailedEmail {
-  KeptEmail record;                      // attachments: left empty, filled by keep
-  std::string bodyFile;                  // the work file of the body
-  std::vector<std::string> attachments;  // the attachment files, in the order of the command
-};
 
 class OutboxStore final {
  public:
@@ -28,9 +22,10 @@ class OutboxStore final {
   OutboxStore();
   OutboxStore(std::string directory, Bounds bounds);
 
-  // Keeps `email`, dropping the oldest kept e-mails while it would not fit; each drop, or an e-mail
-  // that cannot be kept, is a card log entry.
-  void keep(FailedEmail const& email);
+  // Keeps `email`, whose first attempt failed for `reason`, with copies of its body and
+  // attachments, under the outbox's lock; drops the oldest kept e-mails while it would not fit.
+  // Each drop, or an e-mail that cannot be kept, is a card log entry.
+  void keep(ComposedEmail const& email, std::string const& reason);
   // The sequence numbers of the kept e-mails, oldest first.
   std::vector<std::string> list() const;
   // Removes what a keep or a removal that a crash cut short left behind.
@@ -43,12 +38,14 @@ class OutboxStore final {
   bool remove(std::string const& sequence) const;
 
   std::string const& directory() const { return root; }
-  std::string bodyPath(std::string const& sequence) const;
-  std::string attachmentPath(std::string const& sequence, std::string const& name) const;
+  // A kept e-mail as the mail command sends it again: the outbox's copies of its body and
+  // attachments.
+  ComposedEmail composed(std::string const& sequence, KeptEmail const& email) const;
 
  private:
   void makeRoom(std::uint64_t bytes);
-  bool write(std::string const& directory, FailedEmail const& email, KeptEmail const& record, std::string& error) const;
+  bool write(std::string const& directory, ComposedEmail const& email, KeptEmail const& record,
+             std::string& error) const;
   std::string nextSequence(std::vector<std::string> const& kept) const;
 
   std::string root;

@@ -4,9 +4,9 @@
 # Maildir), and each delivered message is read back and checked: recipients, subject, body and
 # every attachment.
 #
-# Environment: SIMULATOR (the simulator executable), SIMULATOR_OUTBOX (one built with the outbox;
-# empty: its tests are skipped), EMULATOR (what starts it on this machine:
-# empty, or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX
+# Environment: SIMULATOR (the simulator executable), SIMULATOR_OUTBOX (the same where the library
+# has the outbox; empty: its tests are skipped), EMULATOR (what starts it on this machine: empty,
+# or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX
 # (the build's card path prefix, empty for the card's own paths).
 
 import calendar

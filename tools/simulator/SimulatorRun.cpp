@@ -16,7 +16,7 @@
 #include "simcard/SimulatedCard.h"
 
 #ifdef EMAILSERVICE_OUTBOX
-#include "common/UtcTime.h"
+#include "UtcTime.h"
 #include "emailservice/Outbox.h"
 #endif
 
