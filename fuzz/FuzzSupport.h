@@ -69,8 +69,8 @@ class FuzzInput {
 // Creates the card's work, log and measures directories once per process (and empties nothing).
 inline void prepareCardDirectories() {
   static bool const prepared = [] {
-    for (char const* directory : {paths::kWorkDirectory, paths::kSystemLogDirectory, paths::kUpsMeasuresDirectory,
-                                  paths::kSensorMeasuresDirectory}) {
+    for (char const* directory : {paths::kWorkDirectory, paths::kPersistentDirectory, paths::kSystemLogDirectory,
+                                  paths::kUpsMeasuresDirectory, paths::kSensorMeasuresDirectory}) {
       std::filesystem::create_directories(directory);
     }
     return true;

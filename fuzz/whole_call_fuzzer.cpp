@@ -183,7 +183,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   });
 
   // Each input on its own: no retry of an e-mail that an earlier input kept (in outbox builds).
-  std::filesystem::remove_all(kWork + "outbox");
+  std::filesystem::remove_all(emailservice::settings::kOutboxDirectory);
   emailservice::EmailService service(accessor);
   auto const result = static_cast<std::int32_t>(service.manageEmails(event));
   card.reset();

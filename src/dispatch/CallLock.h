@@ -21,11 +21,15 @@ class CallLock final {
   CallLock(CallLock const&) = delete;
   CallLock& operator=(CallLock const&) = delete;
 
+  // Whether the lock is held: false where the build takes none, or where it could not be taken.
+  bool held() const { return locked; }
+
   // The lock file: "manageEmails.lock" in the work directory.
   static std::string path() { return std::string(paths::kWorkDirectory) + "manageEmails.lock"; }
 
  private:
   LockFile file;
+  bool locked = false;
 };
 
 }  // namespace emailservice

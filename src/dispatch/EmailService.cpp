@@ -22,7 +22,7 @@ ErrorCode EmailService::manageEmails(EmailEvent const& event) {
   // whichever way it ends.
   CallLock const lock;
   // Where the build keeps failed e-mails, they go out before this event's.
-  OutboxSeam::beforeEvent();
+  OutboxSeam::Call const call(lock.held());
   dravo::proto::toolkitStruct const record = cdsAccessor.oobAccessor().get("EMAIL_CONFIGURATION");
   // The walk works on its own copies of the list and of each entry, whatever the record does.
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)

@@ -2,6 +2,7 @@
 // the outbox: built once, when the kind hands it over (EmailGlobalConfig::sendEmail).
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,9 @@ struct ComposedEmail {
   std::string subject;     // as the kind composed it, before any escaping for the shell
   std::string recipients;  // the configuration's recipient text, unchanged
   std::string bodyFile;    // the work file that holds the body
+  // The body itself, for an e-mail that the mail command reads on its standard input instead of
+  // from `bodyFile` (a kept e-mail sent again: what was checked is what is sent).
+  std::optional<std::string> body;
   // The attachment paths, in the order of the command.
   std::vector<std::string> attachments;
   // The attachment list as the kinds wrote it, each path after a blank (the system logs bring a

@@ -32,8 +32,10 @@ std::string SubmissionRules::commandText(ComposedEmail const& email) {
   }
   text += " --";
   text += ShellQuote::words(email.recipients);
-  text += " < ";
-  text += ShellQuote::word(email.bodyFile);
+  if (!email.body) {
+    text += " < ";
+    text += ShellQuote::word(email.bodyFile);
+  }
   return text;
 }
 

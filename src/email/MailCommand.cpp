@@ -59,7 +59,8 @@ void describeFailure(int exitStatus, double seconds, std::string const& printed,
 
 }  // namespace
 
-MailCommand::MailCommand(ComposedEmail const& email) : commandText(SubmissionRules::commandText(email)) {}
+MailCommand::MailCommand(ComposedEmail const& email)
+    : commandText(SubmissionRules::commandText(email)), input(email.body.value_or("")) {}
 
 MailOutcome MailCommand::run() const {
   MailOutcome outcome;
@@ -69,7 +70,7 @@ MailOutcome MailCommand::run() const {
     auto const start = std::chrono::steady_clock::now();
     // The diagnostics are read where the build logs the reason of a failure; otherwise the
     // command's standard error stays the service's.
-    int const exitStatus = zorvan::exec({"/bin/sh", "-c", commandText}, "", settings::kMailDeadlineSeconds, &output,
+    int const exitStatus = zorvan::exec({"/bin/sh", "-c", commandText}, input, settings::kMailDeadlineSeconds, &output,
                                         settings::kMailDiagnosticsRead ? &diagnostics : nullptr);
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
     outcome.handedOver = SubmissionRules::handedOver(exitStatus, output.str());

@@ -35,6 +35,7 @@ class MailCommand final {
 
  private:
   std::string commandText;
+  std::string input;  // the body, where the command reads it on its standard input
 };
 
 }  // namespace emailservice

@@ -6,7 +6,8 @@
 namespace emailservice {
 
 // The subject escaped for its double quotes; the attachment list carries its own leading blanks;
-// the recipients are split into words by the shell; neither they nor the paths are quoted.
+// the recipients are split into words by the shell; neither they nor the paths are quoted. A body
+// given as text comes on the standard input, without the redirection of the body file.
 std::string SubmissionRules::commandText(ComposedEmail const& email) {
   std::string text = "sudo -u email sendemail -s \"";
   text += EmailGlobalConfig::escapedForDoubleQuotes(email.subject);
@@ -14,8 +15,10 @@ std::string SubmissionRules::commandText(ComposedEmail const& email) {
   text += email.attachmentList;
   text += " -- ";
   text += email.recipients;
-  text += " < ";
-  text += email.bodyFile;
+  if (!email.body) {
+    text += " < ";
+    text += email.bodyFile;
+  }
   return text;
 }
 

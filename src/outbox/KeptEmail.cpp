@@ -1,25 +1,26 @@
 #include "outbox/KeptEmail.h"
 
-#include <time.h>
-
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 
 namespace emailservice {
 
 namespace {
 
-// Field names of the record file.
+// Field names of the record file. "composed-subject": an earlier format kept the subject escaped
+// for the mail command under "subject", and such a record reads as damaged.
 constexpr char const kId[] = "id";
 constexpr char const kName[] = "name";
-// "subject" held the subject escaped for the mail command: a record with it is an earlier build's.
 constexpr char const kSubject[] = "composed-subject";
 constexpr char const kRecipients[] = "recipients";
 constexpr char const kAttachment[] = "attachment";
 constexpr char const kFirstAttempt[] = "first-attempt";
-constexpr char const kFirstAttemptBoot[] = "first-attempt-boot";
 constexpr char const kAttempts[] = "attempts";
 constexpr char const kLastReason[] = "last-reason";
+constexpr char const kAge[] = "age";
+constexpr char const kBootId[] = "boot-id";
+constexpr char const kCheckpoint[] = "checkpoint";
 // Written last: a record without it was cut short.
 constexpr char const kEnd[] = "end";
 
@@ -32,22 +33,18 @@ void putField(std::string& text, char const* name, std::string const& value) {
   text += '\n';
 }
 
-// A whole decimal number of at most 18 digits, or false.
-bool parseNumber(std::string const& text, std::int64_t& value) {
-  if (text.empty() || text.size() > 18 || text.find_first_not_of("0123456789") != std::string::npos) {
+// A whole decimal number of the 64-bit range, with a minus sign when `negative` is allowed.
+bool parseNumber(std::string const& text, std::int64_t& value, bool negativeAllowed = false) {
+  std::size_t const digits = !text.empty() && text[0] == '-' && negativeAllowed ? 1 : 0;
+  if (text.size() == digits || text.find_first_not_of("0123456789", digits) != std::string::npos) {
     return false;
   }
-  value = std::strtoll(text.c_str(), nullptr, 10);
-  return true;
-}
-
-// parseNumber, or a minus sign and parseNumber.
-bool parseSigned(std::string const& text, std::int64_t& value) {
-  bool const negative = !text.empty() && text[0] == '-';
-  if (!parseNumber(negative ? text.substr(1) : text, value)) {
+  errno = 0;
+  long long const parsed = std::strtoll(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) {
     return false;
   }
-  value = negative ? -value : value;
+  value = static_cast<std::int64_t>(parsed);
   return true;
 }
 
@@ -70,6 +67,17 @@ bool takeField(std::string const& text, std::string::size_type& position, std::s
 
 }  // namespace
 
+std::int64_t KeptEmail::ageAt(std::string const& boot, std::int64_t now) const {
+  bool const sameBoot = !boot.empty() && boot == bootId && now >= checkpoint;
+  return age + (sameBoot ? now - checkpoint : std::max<std::int64_t>(now, 0));
+}
+
+void KeptEmail::countAgeTo(std::string const& boot, std::int64_t now) {
+  age = ageAt(boot, now);
+  bootId = boot;
+  checkpoint = now;
+}
+
 std::string KeptEmail::toText() const {
   std::string text;
   putField(text, kId, configurationId);
@@ -80,9 +88,11 @@ std::string KeptEmail::toText() const {
     putField(text, kAttachment, attachment);
   }
   putField(text, kFirstAttempt, std::to_string(firstAttempt));
-  putField(text, kFirstAttemptBoot, std::to_string(firstAttemptBoot));
   putField(text, kAttempts, std::to_string(attempts));
   putField(text, kLastReason, lastReason);
+  putField(text, kAge, std::to_string(age));
+  putField(text, kBootId, bootId);
+  putField(text, kCheckpoint, std::to_string(checkpoint));
   putField(text, kEnd, "");
   return text;
 }
@@ -93,10 +103,10 @@ bool KeptEmail::fromText(std::string const& text) {
   std::string name;
   std::string value;
   std::int64_t number = 0;
-  bool bootTime = false;  // a record without it (written by an earlier build) has no age: damaged
+  int counted = 0;  // the age's three fields: a record without them cannot be given up in time
   while (takeField(text, position, name, value)) {
     if (name == kEnd) {
-      return position == text.size() && attempts > 0 && bootTime;
+      return position == text.size() && attempts > 0 && counted == 3;
     }
     if (name == kId) {
       configurationId = value;
@@ -110,13 +120,19 @@ bool KeptEmail::fromText(std::string const& text) {
       attachments.push_back(value);
     } else if (name == kLastReason) {
       lastReason = value;
-    } else if (name == kFirstAttempt && parseNumber(value, number)) {
+    } else if (name == kFirstAttempt && parseNumber(value, number, true)) {
       firstAttempt = number;
-    } else if (name == kFirstAttemptBoot && parseSigned(value, number)) {
-      firstAttemptBoot = number;
-      bootTime = true;
     } else if (name == kAttempts && parseNumber(value, number) && number < 1000000) {
       attempts = static_cast<std::int32_t>(number);
+    } else if (name == kAge && parseNumber(value, number)) {
+      age = number;
+      ++counted;
+    } else if (name == kBootId) {
+      bootId = value;
+      ++counted;
+    } else if (name == kCheckpoint && parseNumber(value, number)) {
+      checkpoint = number;
+      ++counted;
     } else {
       return false;
     }
@@ -130,12 +146,6 @@ bool KeptEmail::isAttachmentName(std::string const& name) {
     return c == '/' || c == ' ' || byte < 0x20 || byte == 0x7F;
   };
   return !name.empty() && name != "." && name != ".." && std::none_of(name.begin(), name.end(), unusable);
-}
-
-std::int64_t KeptEmail::bootSeconds() {
-  timespec now{};
-  ::clock_gettime(CLOCK_BOOTTIME, &now);
-  return now.tv_sec;  // time_t: 64 bits on every target
 }
 
 }  // namespace emailservice

@@ -1,4 +1,5 @@
-// One e-mail of the outbox: what the mail command needs to send it again, and its history.
+// One e-mail of the outbox, as its record file holds it: what the mail command needs to send it
+// again, and its history.
 #pragma once
 
 #include <cstdint>
@@ -13,20 +14,29 @@ struct KeptEmail {
   std::string subject;  // as composed
   std::string recipients;
   std::vector<std::string> attachments;  // file names in the kept e-mail's attachment directory, in order
-  std::int64_t firstAttempt = 0;         // seconds since 1970 UTC, shown to the administrator
-  std::int64_t firstAttemptBoot = 0;     // seconds since boot (bootSeconds), on which its age is measured
+  std::int64_t firstAttempt = 0;         // seconds since 1970 UTC (negative before), shown to the administrator
   std::int32_t attempts = 0;
   std::string lastReason;
+  // Its age: the seconds the system was up since the first attempt, counted up to the checkpoint
+  // (boot `bootId`, boot clock `checkpoint`) and, in that same boot, on the boot clock since.
+  std::int64_t age = 0;
+  std::string bootId;
+  std::int64_t checkpoint = 0;
+
+  // The age at boot clock `now` of boot `boot`: in the boot of the checkpoint the boot clock's
+  // seconds since it; in a later boot (another id, or a boot clock that went back), the seconds of
+  // this boot, since the time the system was down is not known.
+  std::int64_t ageAt(std::string const& boot, std::int64_t now) const;
+  // Counts the age up to `now` of boot `boot` and makes that the checkpoint.
+  void countAgeTo(std::string const& boot, std::int64_t now);
 
   // The text form of the record file: per field its name, a blank, the length of its value in
   // bytes and a line feed, then the value and a line feed. Any byte may be part of a value.
   std::string toText() const;
-  // False when `text` is not a whole record (a record file cut short or damaged).
+  // False when `text` is not a whole record (a record file cut short or damaged, or one of an
+  // earlier format).
   bool fromText(std::string const& text);
 
-  // Seconds since the system started (CLOCK_BOOTTIME, suspended time included): unlike the wall
-  // clock, never set or stepped back. The outbox is in memory and ends with a reboot.
-  static std::int64_t bootSeconds();
   // True when `name` may name a kept attachment: it becomes a word of the mail command and a file
   // in the attachment directory, so not empty, not "." or "..", no "/", blank or control character.
   static bool isAttachmentName(std::string const& name);

@@ -4,7 +4,9 @@
 
 namespace emailservice {
 
-void OutboxSeam::beforeEvent() {}
+OutboxSeam::Call::Call(bool /*callLocked*/) {}
+
+OutboxSeam::Call::~Call() = default;
 
 void OutboxSeam::afterSending(ComposedEmail const& /*email*/, MailOutcome const& /*outcome*/) {}
 

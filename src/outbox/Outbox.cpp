@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "outbox/OutboxLog.h"
 #include "outbox/OutboxRetry.h"
 #include "outbox/OutboxStore.h"
 
@@ -10,19 +11,30 @@ namespace emailservice {
 ErrorCode Outbox::retry() {
   // An exception (the card's log) ends the retry; what stays kept is then unknown: SendError.
   try {
-    OutboxStore const store;
-    return OutboxRetry(store).run() == 0 ? ErrorCode::Success : ErrorCode::SendError;
+    OutboxStore store;
+    std::string why;
+    if (!store.open(OutboxStore::Use::Change, why)) {
+      if (!why.empty()) {
+        OutboxLog::notRetried(why);
+      }
+      return why.empty() ? ErrorCode::Success : ErrorCode::SendError;
+    }
+    return OutboxRetry(store).run() ? ErrorCode::Success : ErrorCode::SendError;
   } catch (std::exception const&) {
     return ErrorCode::SendError;
   }
 }
 
 std::vector<Outbox::Entry> Outbox::list() {
-  OutboxStore const store;
+  OutboxStore store;
+  std::string why;
   std::vector<Entry> kept;
+  if (!store.open(OutboxStore::Use::Read, why)) {
+    return kept;
+  }
   for (auto const& sequence : store.list()) {
     KeptEmail email;
-    if (store.read(sequence, email)) {
+    if (store.read(sequence, email, why)) {
       kept.push_back(Entry{email.configurationId, email.configurationName, email.subject, email.recipients,
                            email.firstAttempt, email.attempts, email.lastReason});
     }

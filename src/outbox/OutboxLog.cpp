@@ -43,13 +43,22 @@ void OutboxLog::dropped(std::string const& name, std::string const& what, std::s
            configuration("Email for ", name) + " " + what + ": " + printable(why, kReasonBytes));
 }
 
-void OutboxLog::unreadableDropped(std::string const& sequence) {
+void OutboxLog::unreadableDropped(std::string const& sequence, std::string const& why) {
   logEntry(kDropped, cdsapi::SEVERITY_WARNING,
-           "Kept email " + sequence + " dropped from the outbox: its record cannot be read");
+           "Kept email " + sequence + " dropped from the outbox: " + printable(why, kReasonBytes));
 }
 
 void OutboxLog::notRetried(std::string const& why) {
   logEntry(kNotSentAgain, cdsapi::SEVERITY_WARNING, "Kept emails not sent again: " + printable(why, kReasonBytes));
+}
+
+void OutboxLog::lostKeeping(std::string const& sequence) {
+  logEntry(kDropped, cdsapi::SEVERITY_WARNING, "Email kept as " + sequence + " lost: its keeping was cut short");
+}
+
+void OutboxLog::unknownEntries(std::string const& names) {
+  logEntry(kUnknownEntries, cdsapi::SEVERITY_WARNING,
+           "Outbox entries that are not its own left alone: " + printable(names, kReasonBytes));
 }
 
 std::string OutboxLog::printable(std::string const& text, std::size_t bytes) {

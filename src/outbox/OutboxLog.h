@@ -16,6 +16,7 @@ class OutboxLog final {
   static constexpr int kDelivered = 42;
   static constexpr int kGivenUp = 43;
   static constexpr int kDropped = 44;
+  static constexpr int kUnknownEntries = 45;
   // Bytes of a reason at most.
   static constexpr std::size_t kReasonBytes = 200;
 
@@ -31,11 +32,19 @@ class OutboxLog final {
   static void givenUp(std::string const& name, std::int32_t attempts, std::string const& why);
   // "Email for NAME configuration WHAT: WHY", for an e-mail dropped or not kept.
   static void dropped(std::string const& name, std::string const& what, std::string const& why);
-  // "Kept email SEQUENCE dropped from the outbox: its record cannot be read": whose it was is lost
-  // with the record.
-  static void unreadableDropped(std::string const& sequence);
+  // "Kept email SEQUENCE dropped from the outbox: WHY", for a damaged one: whose it was is lost
+  // with its record, or its record says it but a piece of it is damaged.
+  static void unreadableDropped(std::string const& sequence, std::string const& why);
   // "Kept emails not sent again: WHY", for a pass that could not begin.
   static void notRetried(std::string const& why);
+  // "Email kept as SEQUENCE lost: its keeping was cut short", for what a crash or a power cut left
+  // of a keep.
+  static void lostKeeping(std::string const& sequence);
+  // "Outbox entries that are not its own left alone: NAME, NAME"
+  static void unknownEntries(std::string const& names);
+
+  // Whether `eventId` is one of the outbox's entries.
+  static bool isOutboxEntry(int eventId) { return eventId >= kNotSent && eventId <= kUnknownEntries; }
 
   // `text` with every control character replaced by "?" and cut to at most `bytes` bytes (never
   // inside a UTF-8 sequence).

@@ -1,11 +1,10 @@
 #include "outbox/OutboxRetry.h"
 
+#include <cstring>
 #include <string>
 
 #include "BuildSettings.h"
 #include "email/MailCommand.h"
-#include "outbox/DurableFiles.h"
-#include "outbox/OutboxLock.h"
 #include "outbox/OutboxLog.h"
 
 namespace emailservice {
@@ -20,71 +19,77 @@ std::string attemptsSpent() { return "at most " + std::to_string(kMaxAttempts) +
 
 }  // namespace
 
-OutboxRetry::OutboxRetry(OutboxStore const& outbox) : store(outbox) {}
+OutboxRetry::OutboxRetry(OutboxStore& outbox) : store(outbox) {}
 
-std::size_t OutboxRetry::run() const {
-  // An outbox that was never created holds nothing.
-  if (!DurableFiles::exists(store.directory())) {
-    return 0;
-  }
-  OutboxLock lock;
-  if (!lock.lock(store.directory())) {
-    std::size_t const kept = store.list().size();
-    OutboxLog::notRetried(DurableFiles::systemError("cannot lock", store.directory()));
-    return kept;
-  }
+bool OutboxRetry::run() const {
   store.removeLeftovers();
   Pass pass;
   for (auto const& sequence : store.list()) {
     take(sequence, pass);
   }
-  return pass.remaining;
+  return pass.remaining == 0;
 }
 
 void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
-  KeptEmail email;
-  // A stuck pass, a relay that does not answer and a configuration held back all leave the e-mail
-  // kept for the next pass; only the first is known before its record is read.
+  // A stuck pass leaves every later e-mail kept for the next pass, unread.
   if (pass.stuck) {
     ++pass.remaining;
     return;
   }
-  if (!store.read(sequence, email)) {
+  KeptEmail email;
+  ComposedEmail composed;
+  std::string why;
+  OutboxFiles& files = store.files();
+  if (!store.read(sequence, email, why)) {
     if (remove(sequence, "", pass)) {
-      OutboxLog::unreadableDropped(sequence);
+      OutboxLog::unreadableDropped(sequence, why);
+    }
+  } else if (!store.composed(sequence, email, composed, why)) {
+    if (remove(sequence, email.configurationName, pass)) {
+      OutboxLog::dropped(email.configurationName, "dropped from the outbox", why);
     }
   } else if (email.attempts >= kMaxAttempts) {
     giveUp(sequence, email, attemptsSpent(), pass);
-  } else if (KeptEmail::bootSeconds() - email.firstAttemptBoot >= kMaxAgeSeconds) {
+  } else if (email.ageAt(files.bootId(), files.bootSeconds()) >= kMaxAgeSeconds) {
     giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
   } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
     ++pass.remaining;
   } else {
-    send(sequence, email, pass);
+    send(sequence, email, composed, pass);
   }
 }
 
-void OutboxRetry::send(std::string const& sequence, KeptEmail& email, Pass& pass) const {
-  MailOutcome const outcome = MailCommand(store.composed(sequence, email)).run();
+void OutboxRetry::send(std::string const& sequence, KeptEmail& email, ComposedEmail const& composed, Pass& pass) const {
+  MailOutcome const outcome = MailCommand(composed).run();
   ++email.attempts;
   if (outcome.handedOver) {
-    remove(sequence, email.configurationName, pass);
-    OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
+    if (remove(sequence, email.configurationName, pass)) {
+      OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
+    }
     return;
   }
   pass.held.insert(email.configurationId);
   pass.noAnswer = outcome.deadlineEnded;
   email.lastReason = OutboxLog::printable(outcome.reason, OutboxLog::kReasonBytes);
-  // The outbox first, then the card's log: an exception of the log must not lose the attempt.
-  bool const last = email.attempts >= kMaxAttempts;
-  if (!last) {
-    store.update(sequence, email);
+  countFailure(sequence, email, pass);
+}
+
+// The outbox first, then the card's log: an exception of the log must not lose the attempt.
+void OutboxRetry::countFailure(std::string const& sequence, KeptEmail& email, Pass& pass) const {
+  OutboxFiles& files = store.files();
+  email.countAgeTo(files.bootId(), files.bootSeconds());
+  int const failed = email.attempts >= kMaxAttempts ? 0 : store.update(sequence, email);
+  if (email.attempts < kMaxAttempts && failed == 0) {
     ++pass.remaining;
+    OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
+    return;
   }
-  bool const removed = last && remove(sequence, email.configurationName, pass);
+  bool const removed = remove(sequence, email.configurationName, pass);
   OutboxLog::notSentAgain(email.configurationName, email.attempts, email.lastReason);
   if (removed) {
-    OutboxLog::givenUp(email.configurationName, email.attempts, attemptsSpent());
+    OutboxLog::givenUp(
+        email.configurationName, email.attempts,
+        failed == 0 ? attemptsSpent() : std::string("the attempt cannot be counted: ") + std::strerror(failed));
   }
 }
 

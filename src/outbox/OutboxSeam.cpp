@@ -10,14 +10,34 @@
 
 namespace emailservice {
 
+namespace {
+
+// Whether the call in progress on this thread may change the outbox: set while a Call lasts.
+thread_local bool outboxUsable = false;
+
+}  // namespace
+
+// A missing outbox holds nothing; one that cannot be used is neither sent nor changed, and says so.
 // An exception of the card's log ends only the retry: the call's own event still goes out.
-void OutboxSeam::beforeEvent() {
+OutboxSeam::Call::Call(bool callLocked) {
+  outboxUsable = callLocked;
   try {
-    OutboxStore const store;
-    OutboxRetry(store).run();
+    if (!callLocked) {
+      OutboxLog::notRetried("the call lock cannot be taken; no email is kept in this call");
+      return;
+    }
+    OutboxStore store;
+    std::string why;
+    if (store.open(OutboxStore::Use::Change, why)) {
+      OutboxRetry(store).run();
+    } else if (!why.empty()) {
+      OutboxLog::notRetried(why);
+    }
   } catch (std::exception const&) {
   }
 }
+
+OutboxSeam::Call::~Call() { outboxUsable = false; }
 
 // The e-mail is kept even when its entry cannot be written, and an exception of the outbox ends
 // only its own step.
@@ -29,8 +49,17 @@ void OutboxSeam::afterSending(ComposedEmail const& email, MailOutcome const& out
     OutboxLog::notSent(email.configurationName, outcome.reason);
   } catch (std::exception const&) {
   }
+  if (!outboxUsable) {
+    return;
+  }
   try {
-    OutboxStore().keep(email, outcome.reason);
+    OutboxStore store;
+    std::string why;
+    if (store.open(OutboxStore::Use::Create, why)) {
+      store.keep(email, outcome.reason);
+    } else {
+      OutboxLog::dropped(email.configurationName, "not kept", why);
+    }
   } catch (std::exception const&) {
   }
 }

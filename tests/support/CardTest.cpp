@@ -15,8 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 
 std::vector<std::string> const& cardDirectories() {
-  static std::vector<std::string> const directories = {paths::kWorkDirectory, paths::kSystemLogDirectory,
-                                                       paths::kUpsMeasuresDirectory, paths::kSensorMeasuresDirectory};
+  static std::vector<std::string> const directories = {paths::kWorkDirectory, paths::kPersistentDirectory,
+                                                       paths::kSystemLogDirectory, paths::kUpsMeasuresDirectory,
+                                                       paths::kSensorMeasuresDirectory};
   return directories;
 }
 

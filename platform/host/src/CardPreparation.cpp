@@ -50,7 +50,8 @@ bool writeMeasures(std::string const& directory, bool present, std::string const
 }  // namespace
 
 bool CardPreparation::prepare(std::string& error) const {
-  return makeDirectory(emailservice::paths::kWorkDirectory, error) && writeSystemLogs(error) &&
+  return makeDirectory(emailservice::paths::kWorkDirectory, error) &&
+         makeDirectory(emailservice::paths::kPersistentDirectory, error) && writeSystemLogs(error) &&
          writeMeasures(emailservice::paths::kUpsMeasuresDirectory, state.has_upsmeasurerecords(),
                        state.upsmeasurerecords(), error) &&
          writeMeasures(emailservice::paths::kSensorMeasuresDirectory, state.has_sensormeasurerecords(),

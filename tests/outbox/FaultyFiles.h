@@ -1,0 +1,82 @@
+// A stand-in of the outbox's storage layer that forwards every call to the system's and breaks
+// only what a test asks: a change (a directory made, a file created, written or synced, a rename,
+// a removal) may be refused with an errno or end the process, and the clocks may be set.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "outbox/OutboxFiles.h"
+
+namespace emailservice::testing {
+
+class FaultyFiles final : public OutboxFiles {
+ public:
+  // Called before each change with its number (from 1) and its name ("write", "sync", ...): 0
+  // lets it happen, an errno refuses it. It may also end the process.
+  std::function<int(std::size_t step, std::string const& change)> beforeChange;
+  std::optional<std::int64_t> wall;
+  std::optional<std::int64_t> boot;
+  std::optional<std::string> id;
+
+  std::size_t steps() const { return stepsMade; }
+
+  int openDirectory(std::string const& path, int& handle) override { return system().openDirectory(path, handle); }
+  int makeDirectory(std::string const& path) override {
+    return change("mkdir", [&] { return system().makeDirectory(path); });
+  }
+  int openDirectoryAt(int directory, std::string const& name, int& handle) override {
+    return system().openDirectoryAt(directory, name, handle);
+  }
+  int makeDirectoryAt(int directory, std::string const& name) override {
+    return change("mkdir", [&] { return system().makeDirectoryAt(directory, name); });
+  }
+  int list(int directory, std::vector<std::string>& names) override { return system().list(directory, names); }
+  int statAt(int directory, std::string const& name, Status& status) override {
+    return system().statAt(directory, name, status);
+  }
+  int stat(int handle, Status& status) override { return system().stat(handle, status); }
+  int openFile(std::string const& path, int& handle) override { return system().openFile(path, handle); }
+  int openFileAt(int directory, std::string const& name, int& handle) override {
+    return system().openFileAt(directory, name, handle);
+  }
+  int read(int handle, char* buffer, std::size_t size, std::size_t& got) override {
+    return system().read(handle, buffer, size, got);
+  }
+  int createFileAt(int directory, std::string const& name, int& handle) override {
+    return change("create", [&] { return system().createFileAt(directory, name, handle); });
+  }
+  int write(int handle, char const* data, std::size_t size) override {
+    return change("write", [&] { return system().write(handle, data, size); });
+  }
+  int sync(int handle) override {
+    return change("sync", [&] { return system().sync(handle); });
+  }
+  void close(int handle) override { system().close(handle); }
+  int renameAt(int fromDirectory, std::string const& from, int toDirectory, std::string const& to) override {
+    return change("rename", [&] { return system().renameAt(fromDirectory, from, toDirectory, to); });
+  }
+  int removeAt(int directory, std::string const& name, bool isDirectory) override {
+    return change("remove", [&] { return system().removeAt(directory, name, isDirectory); });
+  }
+  int lock(int directory) override { return system().lock(directory); }
+  std::uint32_t user() override { return system().user(); }
+  std::int64_t wallSeconds() override { return wall ? *wall : system().wallSeconds(); }
+  std::int64_t bootSeconds() override { return boot ? *boot : system().bootSeconds(); }
+  std::string bootId() override { return id ? *id : system().bootId(); }
+
+ private:
+  template <typename Call>
+  int change(char const* name, Call const& call) {
+    ++stepsMade;
+    int const refused = beforeChange ? beforeChange(stepsMade, name) : 0;
+    return refused != 0 ? refused : call();
+  }
+
+  std::size_t stepsMade = 0;
+};
+
+}  // namespace emailservice::testing
