@@ -2,6 +2,7 @@
 // real /bin/sh: the service deletes, reads, sends and waits on nothing outside what it kept, says
 // what it found in the card's log, and goes on.
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -112,7 +113,7 @@ TEST_F(AttackTest, NothingPlantedInTheOutboxTurnsItAgainstTheCard) {
     EXPECT_EQ(sendAlarm("after"), ErrorCode::Success);
     EXPECT_EQ(snapshot(victim), before) << "something outside the outbox changed";
     std::string const sent = fileExists(record + ".sent") ? readFile(record + ".sent") : "";
-    EXPECT_EQ(sent.find("secret"), std::string::npos);
+    EXPECT_EQ(sent.find("other body"), std::string::npos) << "a body that is not the e-mail's own went out";
     EXPECT_EQ(sent.find("kept") != std::string::npos, attack.delivered) << sent;
     EXPECT_THAT(sent, HasSubstr(" - after: own body"));
     EXPECT_THAT(outboxEntries(), Contains(HasSubstr(attack.entry)));
@@ -140,6 +141,37 @@ TEST_F(AttackTest, UnknownNamesAndTheLastSequenceNumberLoseNothing) {
   EXPECT_THAT(readFile(record + ".sent"), HasSubstr("first: own body, logAlarm.csv\n"
                                                     " - Alarm - Active - Critical - first: own body, logAlarm.csv\n"
                                                     " - Alarm - Active - Critical - second: own body"));
+}
+
+// A record update that cannot be made (a directory where the outbox writes the new record) still
+// counts the attempt: the e-mail is given up with an entry, rather than tried again and again at
+// the same count.
+TEST_F(AttackTest, AnAttemptThatCannotBeCountedGivesTheEmailUp) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "refuse", 1);
+  ASSERT_EQ(sendAlarm("kept"), ErrorCode::SendError);
+  fs::create_directories(kKept + "/email.new/planted");
+  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);  // nothing stays kept
+  EXPECT_THAT(outboxEntries().back(), HasSubstr("given up after 2 attempt(s): the attempt cannot be counted: "));
+  EXPECT_TRUE(Outbox::list().empty());
+}
+
+// A full device: the newest alarm wins over the oldest kept e-mail, which is dropped with an entry.
+TEST_F(AttackTest, AFullDeviceKeepsTheNewestAlarm) {
+  storeConfigurations({"7"}, "ops@example.com", kOffice);
+  setenv("HARDENING_FAULT", "refuse", 1);
+  fs::create_directories(kOutboxDirectory);
+  if (::mount("tmpfs", kOutboxDirectory.c_str(), "tmpfs", 0, "size=16k,mode=0711") != 0) {
+    GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
+  }
+  EXPECT_EQ(sendAlarm("first " + std::string(3000, 'a')), ErrorCode::SendError);
+  EXPECT_EQ(sendAlarm("second " + std::string(3000, 'b')), ErrorCode::SendError);
+  auto const kept = keptAlarms();
+  ::umount2(kOutboxDirectory.c_str(), MNT_DETACH);
+  ASSERT_EQ(kept.size(), 1U);
+  EXPECT_EQ(kept[0].substr(0, 7), "second ");
+  EXPECT_THAT(outboxEntries(),
+              Contains("44: Email for Office configuration dropped from the outbox: the storage is full"));
 }
 
 }  // namespace
