@@ -35,7 +35,8 @@ std::string const kCopies = std::string(emailservice::paths::kPersistentDirector
 std::uint64_t sizeOf(std::string const& path) { return fs::file_size(path); }
 
 // Fires an active critical alarm at the library with the relay refusing it, and keeps a copy of
-// the work files the mail command was given: the body and the attachments.
+// the work files that the first configuration's mail command was given (the example card's
+// "Operations": the alarm export and both measure exports).
 ComposedEmail composeAlarm() {
   ComposedEmail email{"1",
                       "Operations",
@@ -46,10 +47,15 @@ ComposedEmail composeAlarm() {
                       {},
                       ""};
   std::vector<std::string> attachments;
+  bool copied = false;
   simcard::SimulatedCard::instance().setCommandHook(
       [&](std::vector<std::string> const&, std::string const&, std::string& printed) {
+        printed = "Could not send the message\n";
+        if (copied) {
+          return 0;
+        }
+        copied = true;
         fs::create_directories(kCopies);
-        attachments.clear();  // the last configuration's e-mail
         for (auto const& entry : fs::directory_iterator(emailservice::paths::kWorkDirectory)) {
           std::string const name = entry.path().filename().string();
           if (entry.is_regular_file() && name.size() > 7 && name.compare(name.size() - 7, 7, "ups.txt") == 0) {
@@ -59,7 +65,6 @@ ComposedEmail composeAlarm() {
             attachments.push_back(kCopies + name);
           }
         }
-        printed = "Could not send the message\n";
         return 0;
       });
   cdsapi::CdsAccessor accessor;
@@ -88,7 +93,7 @@ void retry(bool delivered, char const* what) {
                     {emailservice::settings::kOutboxMaxEmails, emailservice::settings::kOutboxMaxBytes});
   std::string why;
   if (store.open(OutboxStore::Use::Change, why)) {
-    emailservice::OutboxRetry(store).run();
+    emailservice::OutboxRetry(store, OutboxRetry::Trigger::Event).run();
   }
   print(what, files);
 }
@@ -121,7 +126,7 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "outbox_writes: %s\n", error.c_str());
       return 1;
     }
-    store.keep(email, "Could not send the message");
+    store.keep(email, {true, "Could not send the message", "", false, 0});
   }
   print("keeping it (and its outbox):", files);
   retry(false, "a retry that fails again:");
@@ -130,7 +135,7 @@ int main(int argc, char** argv) {
   OutboxStore store(emailservice::OutboxFiles::system(), emailservice::settings::kOutboxDirectory, bounds);
   store.open(OutboxStore::Use::Change, error);
   for (int i = 0; i < 32; ++i) {
-    store.keep(email, "Could not send the message");
+    store.keep(email, {true, "Could not send the message", "", false, 0});
   }
   std::uint64_t record = 0;
   std::uint64_t blocks = 0;

@@ -197,12 +197,21 @@ ErrorCode EmailConfig::manageEmail(bool hideIpAddress) {
   // The list-level flag hides the address for every configuration; otherwise each decides.
   selectedEmail->setHideIpAddress(hideIpAddress || configuration.hideipaddress().value());
   selectedEmail->setConfiguration(configuration.id().value(), configuration.name().value());
-  ErrorCode const sent = selectedEmail->manageEmail(recipients);
-  // A kind that decided not to send (a level not subscribed) handed nothing over.
-  if (auto const& submission = selectedEmail->lastSubmission()) {
-    OutboxSeam::afterSending(submission->email, submission->outcome);
+  // Where the build has an outbox, it may hold the e-mail of a UPS alarm, keep it behind earlier
+  // ones of its configuration, or drop a held one with the alarm that clears it.
+  auto const decision = OutboxSeam::beforeSending(configuration.id().value(), configuration.name().value(), event);
+  if (decision == OutboxSeam::Decision::Dropped) {
+    return results.success;
   }
-  return sent == ErrorCode::SendError ? results.failure : results.success;
+  selectedEmail->setHandOver(decision == OutboxSeam::Decision::Send);
+  ErrorCode const sent = selectedEmail->manageEmail(recipients);
+  // A kind that decided not to send (a level not subscribed) composed nothing.
+  if (auto const& submission = selectedEmail->lastSubmission()) {
+    OutboxSeam::afterSending(submission->email, submission->outcome, decision, event);
+  }
+  // A held e-mail is not a failure: it goes out once the hold has passed, if its alarm lasts.
+  bool const failed = sent == ErrorCode::SendError && decision != OutboxSeam::Decision::Hold;
+  return failed ? results.failure : results.success;
 }
 
 }  // namespace emailservice

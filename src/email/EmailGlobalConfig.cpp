@@ -181,7 +181,9 @@ ComposedEmail EmailGlobalConfig::composed(std::string const& recipients) const {
 ErrorCode EmailGlobalConfig::sendEmail(std::string const& recipients) {
   submission = Submission{composed(recipients), MailOutcome{}};
   escapeSubjectChars();
-  submission->outcome = MailCommand(submission->email).run();
+  if (handOver) {
+    submission->outcome = MailCommand(submission->email).run();
+  }
   return submission->outcome.handedOver ? ErrorCode::Success : ErrorCode::SendError;
 }
 

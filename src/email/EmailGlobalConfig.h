@@ -70,6 +70,9 @@ class EmailGlobalConfig {
   // The configuration the e-mail is for, as its composed value names it; set by the dispatcher
   // before manageEmail.
   void setConfiguration(std::string const& id, std::string const& name);
+  // Whether sendEmail hands the e-mail to the mail command (true unless the dispatcher says that
+  // an outbox keeps it instead: it is then composed, and not handed over).
+  void setHandOver(bool now) { handOver = now; }
 
   // The e-mail as sendEmail handed it to the mail command, and what came of it.
   struct Submission {
@@ -106,6 +109,7 @@ class EmailGlobalConfig {
 
   std::string configurationId;
   std::string configurationName;
+  bool handOver = true;
   std::optional<Submission> submission;
 };
 

@@ -21,6 +21,9 @@ constexpr char const kLastReason[] = "last-reason";
 constexpr char const kAge[] = "age";
 constexpr char const kBootId[] = "boot-id";
 constexpr char const kCheckpoint[] = "checkpoint";
+constexpr char const kAlarmCode[] = "alarm-code";
+constexpr char const kHeld[] = "held";
+constexpr char const kDue[] = "due";
 // Written last: a record without it was cut short.
 constexpr char const kEnd[] = "end";
 
@@ -93,6 +96,9 @@ std::string KeptEmail::toText() const {
   putField(text, kAge, std::to_string(age));
   putField(text, kBootId, bootId);
   putField(text, kCheckpoint, std::to_string(checkpoint));
+  putField(text, kAlarmCode, alarmCode);
+  putField(text, kHeld, held ? "1" : "0");
+  putField(text, kDue, std::to_string(due));
   putField(text, kEnd, "");
   return text;
 }
@@ -103,10 +109,10 @@ bool KeptEmail::fromText(std::string const& text) {
   std::string name;
   std::string value;
   std::int64_t number = 0;
-  int counted = 0;  // the age's three fields: a record without them cannot be given up in time
+  int counted = 0;  // attempts, age and due time: a record without them cannot be timed or bounded
   while (takeField(text, position, name, value)) {
     if (name == kEnd) {
-      return position == text.size() && attempts > 0 && counted == 3;
+      return position == text.size() && counted == 6;
     }
     if (name == kId) {
       configurationId = value;
@@ -124,6 +130,7 @@ bool KeptEmail::fromText(std::string const& text) {
       firstAttempt = number;
     } else if (name == kAttempts && parseNumber(value, number) && number < 1000000) {
       attempts = static_cast<std::int32_t>(number);
+      ++counted;
     } else if (name == kAge && parseNumber(value, number)) {
       age = number;
       ++counted;
@@ -132,6 +139,14 @@ bool KeptEmail::fromText(std::string const& text) {
       ++counted;
     } else if (name == kCheckpoint && parseNumber(value, number)) {
       checkpoint = number;
+      ++counted;
+    } else if (name == kAlarmCode) {
+      alarmCode = value;
+    } else if (name == kHeld && (value == "0" || value == "1")) {
+      held = value == "1";
+      ++counted;
+    } else if (name == kDue && parseNumber(value, number)) {
+      due = number;
       ++counted;
     } else {
       return false;

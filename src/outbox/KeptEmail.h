@@ -15,8 +15,15 @@ struct KeptEmail {
   std::string recipients;
   std::vector<std::string> attachments;  // file names in the kept e-mail's attachment directory, in order
   std::int64_t firstAttempt = 0;         // seconds since 1970 UTC (negative before), shown to the administrator
-  std::int32_t attempts = 0;
+  std::int32_t attempts = 0;             // 0: never tried (held, or kept behind earlier e-mails)
   std::string lastReason;
+  // The UPS alarm it is about (its event code; empty for other events), and whether it is held:
+  // kept on purpose until `due`, and dropped if that alarm is cleared first.
+  std::string alarmCode;
+  bool held = false;
+  // The age at which it may be sent (again); a timer's pass waits for it, an event's pass waits
+  // only for a held one.
+  std::int64_t due = 0;
   // Its age: the seconds the system was up since the first attempt, counted up to the checkpoint
   // (boot `bootId`, boot clock `checkpoint`) and, in that same boot, on the boot clock since.
   std::int64_t age = 0;

@@ -1,5 +1,5 @@
-// The default build's outbox seam: nothing is kept, and a failed e-mail is reported only by the
-// call's result, as the library's contract has it.
+// The default build's outbox seam: every e-mail is sent at once, nothing is kept, and a failed
+// e-mail is reported only by the call's result, as the library's contract has it.
 #include "outbox/OutboxSeam.h"
 
 namespace emailservice {
@@ -8,6 +8,12 @@ OutboxSeam::Call::Call(bool /*callLocked*/) {}
 
 OutboxSeam::Call::~Call() = default;
 
-void OutboxSeam::afterSending(ComposedEmail const& /*email*/, MailOutcome const& /*outcome*/) {}
+OutboxSeam::Decision OutboxSeam::beforeSending(std::string const& /*configurationId*/,
+                                               std::string const& /*configurationName*/, EmailEvent const& /*event*/) {
+  return Decision::Send;
+}
+
+void OutboxSeam::afterSending(ComposedEmail const& /*email*/, MailOutcome const& /*outcome*/, Decision /*decision*/,
+                              EmailEvent const& /*event*/) {}
 
 }  // namespace emailservice

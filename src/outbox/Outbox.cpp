@@ -19,7 +19,7 @@ ErrorCode Outbox::retry() {
       }
       return why.empty() ? ErrorCode::Success : ErrorCode::SendError;
     }
-    return OutboxRetry(store).run() ? ErrorCode::Success : ErrorCode::SendError;
+    return OutboxRetry(store, OutboxRetry::Trigger::Timer).run() ? ErrorCode::Success : ErrorCode::SendError;
   } catch (std::exception const&) {
     return ErrorCode::SendError;
   }

@@ -37,8 +37,12 @@ class OutboxFiles {
 
   virtual ~OutboxFiles() = default;
 
-  // The calls of the card: POSIX, one object for the process.
+  // The calls that the outbox makes: those of posix(), unless a test has put a stand-in in their
+  // place for whole calls of the library (use; use(nullptr) takes it back).
   static OutboxFiles& system();
+  static void use(OutboxFiles* files);
+  // The calls of the card and of the host: POSIX, one object for the process.
+  static OutboxFiles& posix();
 
   // Opens the directory `path` (its last component never followed); `handle` then refers to it.
   virtual int openDirectory(std::string const& path, int& handle) = 0;

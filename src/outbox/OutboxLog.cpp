@@ -61,6 +61,29 @@ void OutboxLog::unknownEntries(std::string const& names) {
            "Outbox entries that are not its own left alone: " + printable(names, kReasonBytes));
 }
 
+void OutboxLog::held(std::string const& name, std::string const& code, std::int64_t seconds) {
+  logEntry(kHeld, cdsapi::SEVERITY_INFORMATIONAL,
+           configuration("Email for ", name) + " held for " + std::to_string(seconds) + " s: alarm " +
+               printable(code, kReasonBytes) + " is mailed if it is still active then");
+}
+
+void OutboxLog::heldSent(std::string const& name, std::string const& code, std::int64_t seconds) {
+  logEntry(kDelivered, cdsapi::SEVERITY_INFORMATIONAL,
+           configuration("Held email for ", name) + " sent: alarm " + printable(code, kReasonBytes) + " active for " +
+               std::to_string(seconds) + " s");
+}
+
+void OutboxLog::notEmailed(std::string const& name, std::string const& code, std::int64_t seconds) {
+  logEntry(kNotEmailed, cdsapi::SEVERITY_INFORMATIONAL,
+           "Alarm " + printable(code, kReasonBytes) + " was active for " + std::to_string(seconds) +
+               " s and was not emailed to " + name + " configuration");
+}
+
+void OutboxLog::keptBehind(std::string const& name) {
+  logEntry(kNotSent, cdsapi::SEVERITY_WARNING,
+           configuration("Email for ", name) + " kept behind an earlier email of its configuration");
+}
+
 std::string OutboxLog::printable(std::string const& text, std::size_t bytes) {
   std::string shown = text.substr(0, bytes);
   if (text.size() > bytes) {

@@ -17,6 +17,8 @@ class OutboxLog final {
   static constexpr int kGivenUp = 43;
   static constexpr int kDropped = 44;
   static constexpr int kUnknownEntries = 45;
+  static constexpr int kHeld = 46;
+  static constexpr int kNotEmailed = 47;
   // Bytes of a reason at most.
   static constexpr std::size_t kReasonBytes = 200;
 
@@ -42,9 +44,21 @@ class OutboxLog final {
   static void lostKeeping(std::string const& sequence);
   // "Outbox entries that are not its own left alone: NAME, NAME"
   static void unknownEntries(std::string const& names);
+  // "Email for NAME configuration held for N s: alarm CODE is mailed if it is still active then"
+  static void held(std::string const& name, std::string const& code, std::int64_t seconds);
+  // "Held email for NAME configuration sent: alarm CODE active for N s"
+  static void heldSent(std::string const& name, std::string const& code, std::int64_t seconds);
+  // "Alarm CODE was active for N s and was not emailed to NAME configuration"
+  static void notEmailed(std::string const& name, std::string const& code, std::int64_t seconds);
+  // "Email for NAME configuration kept behind an earlier email of its configuration"
+  static void keptBehind(std::string const& name);
 
-  // Whether `eventId` is one of the outbox's entries.
-  static bool isOutboxEntry(int eventId) { return eventId >= kNotSent && eventId <= kUnknownEntries; }
+  // Whether `eventId` is one of the outbox's entries, and whether it is informational (the others
+  // are warnings).
+  static bool isOutboxEntry(int eventId) { return eventId >= kNotSent && eventId <= kNotEmailed; }
+  static bool isInformational(int eventId) {
+    return eventId == kDelivered || eventId == kHeld || eventId == kNotEmailed;
+  }
 
   // `text` with every control character replaced by "?" and cut to at most `bytes` bytes (never
   // inside a UTF-8 sequence).

@@ -1,9 +1,9 @@
 #include "outbox/OutboxRetry.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "BuildSettings.h"
 #include "email/MailCommand.h"
 #include "outbox/OutboxLog.h"
 
@@ -13,13 +13,24 @@ namespace {
 
 constexpr std::int64_t kMaxAgeSeconds = settings::kOutboxMaxAgeSeconds;
 constexpr std::int32_t kMaxAttempts = settings::kOutboxMaxAttempts;
+constexpr std::int64_t kLongestWait = 3600;
 
 // Why an e-mail tried the most times allowed is given up.
 std::string attemptsSpent() { return "at most " + std::to_string(kMaxAttempts) + " attempts"; }
 
+// The wait after failed attempt `attempts`: `first`, doubled after each attempt, at most an hour.
+std::int64_t waitAfter(std::int32_t attempts, std::int64_t first) {
+  std::int64_t wait = first;
+  for (std::int32_t attempt = 1; attempt < attempts && wait < kLongestWait; ++attempt) {
+    wait *= 2;
+  }
+  return std::min(wait, kLongestWait);
+}
+
 }  // namespace
 
-OutboxRetry::OutboxRetry(OutboxStore& outbox) : store(outbox) {}
+OutboxRetry::OutboxRetry(OutboxStore& outbox, Trigger by, std::int64_t firstWait)
+    : store(outbox), trigger(by), retrySeconds(firstWait) {}
 
 bool OutboxRetry::run() const {
   store.removeLeftovers();
@@ -44,33 +55,55 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
     if (remove(sequence, "", pass)) {
       OutboxLog::unreadableDropped(sequence, why);
     }
-  } else if (!store.composed(sequence, email, composed, why)) {
+    return;
+  }
+  std::int64_t const age = email.ageAt(files.bootId(), files.bootSeconds());
+  if (!store.composed(sequence, email, composed, why)) {
     if (remove(sequence, email.configurationName, pass)) {
       OutboxLog::dropped(email.configurationName, "dropped from the outbox", why);
     }
   } else if (email.attempts >= kMaxAttempts) {
     giveUp(sequence, email, attemptsSpent(), pass);
-  } else if (email.ageAt(files.bootId(), files.bootSeconds()) >= kMaxAgeSeconds) {
-    giveUp(sequence, email, "first attempt more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
-  } else if (pass.noAnswer || pass.held.count(email.configurationId) != 0) {
+  } else if (age >= kMaxAgeSeconds) {
+    giveUp(sequence, email, "kept more than " + std::to_string(kMaxAgeSeconds) + " s ago", pass);
+  } else if (waits(email, age, pass)) {
     ++pass.remaining;
+    if (email.held) {
+      pass.holding.emplace(email.configurationId, email.alarmCode);
+    } else {
+      pass.waiting.insert(email.configurationId);
+    }
   } else {
-    send(sequence, email, composed, pass);
+    send(sequence, email, composed, age, pass);
   }
 }
 
-void OutboxRetry::send(std::string const& sequence, KeptEmail& email, ComposedEmail const& composed, Pass& pass) const {
+bool OutboxRetry::waits(KeptEmail const& email, std::int64_t age, Pass const& pass) const {
+  bool const timed = email.held || (trigger == Trigger::Timer && email.attempts > 0);
+  return pass.noAnswer || pass.waiting.count(email.configurationId) != 0 ||
+         pass.holding.count({email.configurationId, email.alarmCode}) != 0 || (timed && age < email.due);
+}
+
+void OutboxRetry::send(std::string const& sequence, KeptEmail& email, ComposedEmail const& composed, std::int64_t age,
+                       Pass& pass) const {
   MailOutcome const outcome = MailCommand(composed).run();
+  bool const held = email.held;
   ++email.attempts;
+  email.held = false;
   if (outcome.handedOver) {
     if (remove(sequence, email.configurationName, pass)) {
-      OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
+      if (held) {
+        OutboxLog::heldSent(email.configurationName, email.alarmCode, age);
+      } else {
+        OutboxLog::delivered(email.configurationName, email.attempts, email.firstAttempt);
+      }
     }
     return;
   }
-  pass.held.insert(email.configurationId);
+  pass.waiting.insert(email.configurationId);
   pass.noAnswer = outcome.deadlineEnded;
   email.lastReason = OutboxLog::printable(outcome.reason, OutboxLog::kReasonBytes);
+  email.due = age + waitAfter(email.attempts, retrySeconds);
   countFailure(sequence, email, pass);
 }
 

@@ -1,9 +1,12 @@
-// The outbox builds' seam: failed e-mails are kept and sent again, and the reason of every failed
-// sending is logged.
+// The outbox builds' seam: failed e-mails are kept and sent again, the reason of every failed
+// sending is logged, e-mails of held UPS alarms wait for the hold to pass, and the e-mails of a
+// configuration go out in order.
 #include "outbox/OutboxSeam.h"
 
 #include <exception>
 
+#include "BuildSettings.h"
+#include "outbox/HoldRule.h"
 #include "outbox/OutboxLog.h"
 #include "outbox/OutboxRetry.h"
 #include "outbox/OutboxStore.h"
@@ -14,6 +17,51 @@ namespace {
 
 // Whether the call in progress on this thread may change the outbox: set while a Call lasts.
 thread_local bool outboxUsable = false;
+
+// What the outbox holds for `configurationId` before `event`: the held e-mail of the alarm that
+// the event clears is dropped (Dropped); an e-mail tried and not sent yet keeps later ones behind.
+OutboxSeam::Decision decide(OutboxStore& store, std::string const& configurationId, std::string const& name,
+                            EmailEvent const& event) {
+  bool behind = false;
+  std::string why;
+  for (auto const& sequence : store.list()) {
+    KeptEmail email;
+    if (!store.read(sequence, email, why) || email.configurationId != configurationId) {
+      continue;
+    }
+    bool const clears = email.held && event.type == EventType::Ups && event.state == 0 && email.alarmCode == event.code;
+    if (clears && store.remove(sequence)) {
+      OutboxFiles& files = store.files();
+      OutboxLog::notEmailed(name, event.code, email.ageAt(files.bootId(), files.bootSeconds()));
+      return OutboxSeam::Decision::Dropped;
+    }
+    behind = behind || email.attempts > 0;
+  }
+  if (HoldRule::holds(event)) {
+    return OutboxSeam::Decision::Hold;
+  }
+  return behind ? OutboxSeam::Decision::KeepBehind : OutboxSeam::Decision::Send;
+}
+
+// Runs `step`; an exception (of the card's log, or of memory) ends only that step.
+template <typename Step>
+void quietly(Step const& step) {
+  try {
+    step();
+  } catch (std::exception const&) {
+  }
+}
+
+// Keeps an e-mail that was not sent; false when it could not be (the entries say why).
+bool keep(ComposedEmail const& email, OutboxStore::Arrival const& arrival) {
+  OutboxStore store;
+  std::string why;
+  if (!store.open(OutboxStore::Use::Create, why)) {
+    OutboxLog::dropped(email.configurationName, "not kept", why);
+    return false;
+  }
+  return store.keep(email, arrival);
+}
 
 }  // namespace
 
@@ -29,7 +77,7 @@ OutboxSeam::Call::Call(bool callLocked) {
     OutboxStore store;
     std::string why;
     if (store.open(OutboxStore::Use::Change, why)) {
-      OutboxRetry(store).run();
+      OutboxRetry(store, OutboxRetry::Trigger::Event).run();
     } else if (!why.empty()) {
       OutboxLog::notRetried(why);
     }
@@ -39,28 +87,59 @@ OutboxSeam::Call::Call(bool callLocked) {
 
 OutboxSeam::Call::~Call() { outboxUsable = false; }
 
-// The e-mail is kept even when its entry cannot be written, and an exception of the outbox ends
-// only its own step.
-void OutboxSeam::afterSending(ComposedEmail const& email, MailOutcome const& outcome) {
-  if (outcome.handedOver) {
-    return;
-  }
-  try {
-    OutboxLog::notSent(email.configurationName, outcome.reason);
-  } catch (std::exception const&) {
-  }
-  if (!outboxUsable) {
-    return;
+// Tests and periodic reports go at once: the administrator asks for them now, and no alarm's order
+// depends on them.
+OutboxSeam::Decision OutboxSeam::beforeSending(std::string const& configurationId, std::string const& name,
+                                               EmailEvent const& event) {
+  if (!outboxUsable || event.type == EventType::Test || event.type == EventType::Periodic) {
+    return Decision::Send;
   }
   try {
     OutboxStore store;
     std::string why;
-    if (store.open(OutboxStore::Use::Create, why)) {
-      store.keep(email, outcome.reason);
-    } else {
-      OutboxLog::dropped(email.configurationName, "not kept", why);
+    if (store.open(OutboxStore::Use::Change, why)) {
+      return decide(store, configurationId, name, event);
     }
+    return HoldRule::holds(event) ? Decision::Hold : Decision::Send;
   } catch (std::exception const&) {
+    return Decision::Send;
+  }
+}
+
+// The e-mail is kept even when its entry cannot be written; an e-mail meant to be kept that cannot
+// be is sent at once rather than lost.
+void OutboxSeam::afterSending(ComposedEmail const& email, MailOutcome const& outcome, Decision decision,
+                              EmailEvent const& event) {
+  if (decision == Decision::Send && outcome.handedOver) {
+    return;
+  }
+  OutboxStore::Arrival arrival;
+  arrival.alarmCode = event.type == EventType::Ups ? event.code : "";
+  if (decision == Decision::Send) {
+    quietly([&] { OutboxLog::notSent(email.configurationName, outcome.reason); });
+    arrival.reason = outcome.reason;
+    arrival.due = settings::kOutboxRetrySeconds;
+    if (outboxUsable) {
+      quietly([&] { keep(email, arrival); });
+    }
+    return;
+  }
+  arrival.tried = false;
+  arrival.held = decision == Decision::Hold;
+  arrival.due = arrival.held ? settings::kHoldSeconds : 0;
+  arrival.reason = arrival.held ? "held" : "kept behind an earlier email of its configuration";
+  bool kept = false;
+  quietly([&] { kept = keep(email, arrival); });
+  if (kept) {
+    quietly([&] {
+      arrival.held ? OutboxLog::held(email.configurationName, event.code, settings::kHoldSeconds)
+                   : OutboxLog::keptBehind(email.configurationName);
+    });
+    return;
+  }
+  MailOutcome const sent = MailCommand(email).run();
+  if (!sent.handedOver) {
+    quietly([&] { OutboxLog::notSent(email.configurationName, sent.reason); });
   }
 }
 

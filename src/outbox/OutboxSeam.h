@@ -1,11 +1,14 @@
-// What the build does around the sending of the library's e-mails, at the two moments where an
-// outbox acts: before a call's event (a Call begins), and after each sending. One header, two
-// implementations, and the build compiles one (src/CMakeLists.txt): NoOutbox.cpp in the default
-// build, which does nothing, and OutboxSeam.cpp with the outbox's sources in outbox builds.
+// What the build does around the sending of the library's e-mails: before a call's event (a Call
+// begins), before and after each sending. One header, two implementations, and the build
+// compiles one (src/CMakeLists.txt): NoOutbox.cpp in the default build, which sends everything at
+// once and keeps nothing, and OutboxSeam.cpp with the outbox's sources in outbox builds.
 #pragma once
+
+#include <string>
 
 #include "email/ComposedEmail.h"
 #include "email/MailCommand.h"
+#include "emailservice/EmailEvent.h"
 
 namespace emailservice {
 
@@ -14,9 +17,9 @@ class OutboxSeam final {
   OutboxSeam() = delete;
 
   // One call of manageEmails on this thread, from before its event to its end. Its beginning sends
-  // again the e-mails that failed before. A call that does not hold the call lock (`callLocked`)
-  // may mix its work files with another call's: it neither sends nor changes the outbox, and says
-  // so once. Never raises, and never changes the call's result.
+  // again the e-mails that failed before, and those held that fell due. A call that does not hold
+  // the call lock (`callLocked`) may mix its work files with another call's: it neither sends nor
+  // changes the outbox, and says so once. Never raises, and never changes the call's result.
   class Call final {
    public:
     explicit Call(bool callLocked);
@@ -25,10 +28,21 @@ class OutboxSeam final {
     Call& operator=(Call const&) = delete;
   };
 
-  // After the mail command ran for `email` in the call on this thread: a failure is logged with
-  // its reason and the e-mail kept for a later attempt. Never raises, and never changes the
-  // call's result.
-  static void afterSending(ComposedEmail const& email, MailOutcome const& outcome);
+  // What becomes of a configuration's e-mail for an event, decided before it is composed.
+  enum class Decision {
+    Send,        // handed to the mail command now
+    Hold,        // a UPS alarm that the build holds: kept, and sent once the hold has passed
+    KeepBehind,  // kept behind an earlier e-mail of its configuration that was not sent yet
+    Dropped,     // the cleared alarm of a held e-mail, which is dropped: neither is mailed
+  };
+  // In the call on this thread. Never raises.
+  static Decision beforeSending(std::string const& configurationId, std::string const& configurationName,
+                                EmailEvent const& event);
+  // After `email` was composed and, when `decision` was Send, handed to the mail command: a
+  // failure is logged with its reason and the e-mail kept for a later attempt; a held or kept
+  // one is kept. Never raises, and never changes the call's result.
+  static void afterSending(ComposedEmail const& email, MailOutcome const& outcome, Decision decision,
+                           EmailEvent const& event);
 };
 
 }  // namespace emailservice

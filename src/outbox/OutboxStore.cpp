@@ -69,16 +69,19 @@ std::uint64_t roundedUp(std::uint64_t bytes, std::uint64_t unit) { return (bytes
 
 bool isFull(int error) { return error == ENOSPC || error == EDQUOT; }
 
-// The record of an e-mail first tried now: the attachments under the names they are kept as.
-KeptEmail recordOf(OutboxFiles& files, ComposedEmail const& email, std::string const& reason) {
+// The record of an e-mail that arrives now: the attachments under the names they are kept as.
+KeptEmail recordOf(OutboxFiles& files, ComposedEmail const& email, OutboxStore::Arrival const& arrival) {
   KeptEmail record;
   record.configurationId = email.configurationId;
   record.configurationName = email.configurationName;
   record.subject = email.subject;
   record.recipients = email.recipients;
   record.firstAttempt = files.wallSeconds();
-  record.attempts = 1;
-  record.lastReason = OutboxLog::printable(reason, OutboxLog::kReasonBytes);
+  record.attempts = arrival.tried ? 1 : 0;
+  record.lastReason = OutboxLog::printable(arrival.reason, OutboxLog::kReasonBytes);
+  record.alarmCode = arrival.alarmCode;
+  record.held = arrival.held;
+  record.due = arrival.due;
   record.bootId = files.bootId();  // age 0 from now
   record.checkpoint = files.bootSeconds();
   for (std::size_t i = 0; i < email.attachments.size(); ++i) {
@@ -123,21 +126,21 @@ bool OutboxStore::open(Use use, std::string& why) {
   return true;
 }
 
-void OutboxStore::keep(ComposedEmail const& email, std::string const& reason) {
+bool OutboxStore::keep(ComposedEmail const& email, Arrival const& arrival) {
   std::string const& name = email.configurationName;
   removeLeftovers();
   reportUnknownNames();
-  KeptEmail const record = recordOf(tree.layer(), email, reason);
+  KeptEmail const record = recordOf(tree.layer(), email, arrival);
   std::uint64_t bytes = 0;
   std::string why;
   if (!estimate(email, record, bytes, why)) {
     OutboxLog::dropped(name, "not kept", why);
-    return;
+    return false;
   }
   if (bytes > bounds.bytes) {
     OutboxLog::dropped(name, "not kept",
                        std::to_string(bytes) + " bytes exceed the outbox's " + std::to_string(bounds.bytes));
-    return;
+    return false;
   }
   makeRoom(bytes);
   // The newest alarm wins over the oldest kept e-mail: a full storage drops the oldest first.
@@ -154,13 +157,13 @@ void OutboxStore::keep(ComposedEmail const& email, std::string const& reason) {
       // A root that cannot be synced leaves the e-mail kept, whole: the next change of the outbox
       // syncs the root again.
       static_cast<void>(tree.layer().sync(handle.get()));
-      return;
+      return true;
     }
     tree.removeTree(handle.get(), temporary);
     std::vector<std::string> const kept = list();
     if (!isFull(failed) || kept.empty() || !drop(kept.front(), "the storage is full")) {
       OutboxLog::dropped(name, "not kept", what + ": " + describe(failed));
-      return;
+      return false;
     }
   }
 }

@@ -35,10 +35,19 @@ class OutboxStore final {
   // (`why` empty) or cannot be used (`why` says why); nothing else may be called then.
   bool open(Use use, std::string& why);
 
-  // Keeps `email`, whose first attempt failed for `reason`, with copies of its body and
-  // attachments; drops the oldest kept e-mails while it would not fit, or while the storage is
-  // full. Each drop, or an e-mail that cannot be kept, is a card log entry.
-  void keep(ComposedEmail const& email, std::string const& reason);
+  // How an e-mail comes into the outbox.
+  struct Arrival {
+    bool tried = true;  // its first attempt failed, for `reason`; else it was not tried yet
+    std::string reason;
+    std::string alarmCode;  // the UPS alarm it is about, if any
+    bool held = false;      // held until `due` (its age then), dropped if its alarm clears first
+    std::int64_t due = 0;
+  };
+
+  // Keeps `email` with copies of its body and attachments; drops the oldest kept e-mails while it
+  // would not fit, or while the storage is full. Each drop, or an e-mail that cannot be kept, is a
+  // card log entry. True when it was kept.
+  bool keep(ComposedEmail const& email, Arrival const& arrival);
   // The sequence numbers of the kept e-mails, oldest first.
   std::vector<std::string> list() const;
   // Names in the root that the outbox did not make; they are left alone.

@@ -231,11 +231,17 @@ class SystemOutboxFiles final : public OutboxFiles {
   }
 };
 
+OutboxFiles* inUse = nullptr;
+
 }  // namespace
 
-OutboxFiles& OutboxFiles::system() {
+OutboxFiles& OutboxFiles::posix() {
   static SystemOutboxFiles files;
   return files;
 }
+
+OutboxFiles& OutboxFiles::system() { return inUse != nullptr ? *inUse : posix(); }
+
+void OutboxFiles::use(OutboxFiles* files) { inUse = files; }
 
 }  // namespace emailservice

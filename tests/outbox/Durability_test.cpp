@@ -71,14 +71,14 @@ class PowerCutTest : public CardTest {
     OutboxStore store(files, kRoot, limits);
     std::string why;
     ASSERT_TRUE(store.open(OutboxStore::Use::Create, why)) << why;
-    store.keep(email, "refused");
+    store.keep(email, {true, "refused", "", false, 0});
   }
 
   static void retry(MemoryFiles& files, OutboxStore::Bounds limits) {
     OutboxStore store(files, kRoot, limits);
     std::string why;
     ASSERT_TRUE(store.open(OutboxStore::Use::Change, why)) << why;
-    OutboxRetry(store).run();
+    OutboxRetry(store, OutboxRetry::Trigger::Event).run();
   }
 
   // What a fresh outbox finds after the cut: every kept e-mail whole, by its body.
@@ -218,7 +218,7 @@ TEST_F(PowerCutTest, AKillAtEveryStepOfKeepingLeavesWholeEmailsOnly) {
       OutboxStore store(files, root, {3, std::uint64_t{1} << 30});
       std::string why;
       store.open(OutboxStore::Use::Create, why);
-      store.keep(email, "refused");
+      store.keep(email, {true, "refused", "", false, 0});
       ::_exit(0);
     }
     int status = 0;
@@ -269,8 +269,8 @@ TEST_F(PowerCutTest, AFullDeviceAtAnyStepDropsTheOldestForTheNewest) {
     {
       OutboxStore store(files, root, {3, std::uint64_t{1} << 30});
       ASSERT_TRUE(store.open(OutboxStore::Use::Create, why)) << why;
-      store.keep(withPaths("1", "A"), "refused");
-      store.keep(withPaths("2", "B"), "refused");
+      store.keep(withPaths("1", "A"), {true, "refused", "", false, 0});
+      store.keep(withPaths("2", "B"), {true, "refused", "", false, 0});
     }
     std::size_t const start = files.steps();
     bool refused = false;
@@ -281,7 +281,7 @@ TEST_F(PowerCutTest, AFullDeviceAtAnyStepDropsTheOldestForTheNewest) {
     };
     OutboxStore store(files, root, {3, std::uint64_t{1} << 30});
     ASSERT_TRUE(store.open(OutboxStore::Use::Change, why)) << why;
-    store.keep(withPaths("3", "C"), "refused");
+    store.keep(withPaths("3", "C"), {true, "refused", "", false, 0});
     std::vector<std::string> subjects;
     for (auto const& sequence : store.list()) {
       KeptEmail kept;
@@ -324,13 +324,13 @@ TEST_F(PowerCutTest, AFailedAttemptIsCountedOrTheEmailGivenUp) {
   {
     OutboxStore store(faulty, root, kBounds);
     ASSERT_TRUE(store.open(OutboxStore::Use::Create, why)) << why;
-    store.keep(email, "refused");
+    store.keep(email, {true, "refused", "", false, 0});
   }
   writeFile(root + "/0000000001/email.new", "left by a crash");
   {
     OutboxStore store(faulty, root, kBounds);
     ASSERT_TRUE(store.open(OutboxStore::Use::Change, why)) << why;
-    OutboxRetry(store).run();
+    OutboxRetry(store, OutboxRetry::Trigger::Event).run();
     KeptEmail kept;
     ASSERT_TRUE(store.read("0000000001", kept, why)) << why;
     EXPECT_EQ(kept.attempts, 2);
@@ -338,7 +338,7 @@ TEST_F(PowerCutTest, AFailedAttemptIsCountedOrTheEmailGivenUp) {
   faulty.beforeChange = [](std::size_t, std::string const& change) { return change == "create" ? ENOSPC : 0; };
   OutboxStore store(faulty, root, kBounds);
   ASSERT_TRUE(store.open(OutboxStore::Use::Change, why)) << why;
-  OutboxRetry(store).run();
+  OutboxRetry(store, OutboxRetry::Trigger::Event).run();
   EXPECT_TRUE(store.list().empty());
   EXPECT_THAT(outboxEntries().back(),
               HasSubstr("43: Kept email for Office 1 configuration given up after 3 attempt(s): the attempt cannot be "
@@ -373,7 +373,7 @@ TEST_F(PowerCutTest, TheAgeCountsTheTimeUpAcrossRebootsAndAnyWallClock) {
   files.currentBootSeconds = 100;
   retry(files, kBounds);
   EXPECT_THAT(outboxEntries().back(),
-              HasSubstr("given up after 3 attempt(s): first attempt more than " + std::to_string(maxAge) + " s ago"));
+              HasSubstr("given up after 3 attempt(s): kept more than " + std::to_string(maxAge) + " s ago"));
   EXPECT_THAT(outboxEntries(), Contains(HasSubstr("not sent again (attempt 3)")));
 }
 

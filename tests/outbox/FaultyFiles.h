@@ -30,50 +30,50 @@ class FaultyFiles final : public OutboxFiles {
     return static_cast<std::size_t>(std::count(made.begin(), made.end(), name));
   }
 
-  int openDirectory(std::string const& path, int& handle) override { return system().openDirectory(path, handle); }
+  int openDirectory(std::string const& path, int& handle) override { return posix().openDirectory(path, handle); }
   int makeDirectory(std::string const& path) override {
-    return change("mkdir", [&] { return system().makeDirectory(path); });
+    return change("mkdir", [&] { return posix().makeDirectory(path); });
   }
   int openDirectoryAt(int directory, std::string const& name, int& handle) override {
-    return system().openDirectoryAt(directory, name, handle);
+    return posix().openDirectoryAt(directory, name, handle);
   }
   int makeDirectoryAt(int directory, std::string const& name) override {
-    return change("mkdir", [&] { return system().makeDirectoryAt(directory, name); });
+    return change("mkdir", [&] { return posix().makeDirectoryAt(directory, name); });
   }
-  int list(int directory, std::vector<std::string>& names) override { return system().list(directory, names); }
+  int list(int directory, std::vector<std::string>& names) override { return posix().list(directory, names); }
   int statAt(int directory, std::string const& name, Status& status) override {
-    return system().statAt(directory, name, status);
+    return posix().statAt(directory, name, status);
   }
-  int stat(int handle, Status& status) override { return system().stat(handle, status); }
-  int openFile(std::string const& path, int& handle) override { return system().openFile(path, handle); }
+  int stat(int handle, Status& status) override { return posix().stat(handle, status); }
+  int openFile(std::string const& path, int& handle) override { return posix().openFile(path, handle); }
   int openFileAt(int directory, std::string const& name, int& handle) override {
-    return system().openFileAt(directory, name, handle);
+    return posix().openFileAt(directory, name, handle);
   }
   int read(int handle, char* buffer, std::size_t size, std::size_t& got) override {
-    return system().read(handle, buffer, size, got);
+    return posix().read(handle, buffer, size, got);
   }
   int createFileAt(int directory, std::string const& name, int& handle) override {
-    return change("create", [&] { return system().createFileAt(directory, name, handle); });
+    return change("create", [&] { return posix().createFileAt(directory, name, handle); });
   }
   int write(int handle, char const* data, std::size_t size) override {
     written += size;
-    return change("write", [&] { return system().write(handle, data, size); });
+    return change("write", [&] { return posix().write(handle, data, size); });
   }
   int sync(int handle) override {
-    return change("sync", [&] { return system().sync(handle); });
+    return change("sync", [&] { return posix().sync(handle); });
   }
-  void close(int handle) override { system().close(handle); }
+  void close(int handle) override { posix().close(handle); }
   int renameAt(int fromDirectory, std::string const& from, int toDirectory, std::string const& to) override {
-    return change("rename", [&] { return system().renameAt(fromDirectory, from, toDirectory, to); });
+    return change("rename", [&] { return posix().renameAt(fromDirectory, from, toDirectory, to); });
   }
   int removeAt(int directory, std::string const& name, bool isDirectory) override {
-    return change("remove", [&] { return system().removeAt(directory, name, isDirectory); });
+    return change("remove", [&] { return posix().removeAt(directory, name, isDirectory); });
   }
-  int lock(int directory) override { return system().lock(directory); }
-  std::uint32_t user() override { return system().user(); }
-  std::int64_t wallSeconds() override { return wall ? *wall : system().wallSeconds(); }
-  std::int64_t bootSeconds() override { return boot ? *boot : system().bootSeconds(); }
-  std::string bootId() override { return id ? *id : system().bootId(); }
+  int lock(int directory) override { return posix().lock(directory); }
+  std::uint32_t user() override { return posix().user(); }
+  std::int64_t wallSeconds() override { return wall ? *wall : posix().wallSeconds(); }
+  std::int64_t bootSeconds() override { return boot ? *boot : posix().bootSeconds(); }
+  std::string bootId() override { return id ? *id : posix().bootId(); }
 
  private:
   template <typename Call>

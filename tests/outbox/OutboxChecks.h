@@ -18,7 +18,7 @@ inline std::vector<std::string> outboxEntries() {
   std::vector<std::string> lines;
   for (auto const& entry : simcard::SimulatedCard::instance().cardLog()) {
     if (OutboxLog::isOutboxEntry(entry.eventId)) {
-      EXPECT_EQ(entry.severity, entry.eventId == OutboxLog::kDelivered ? 6 : 4);
+      EXPECT_EQ(entry.severity, OutboxLog::isInformational(entry.eventId) ? 6 : 4);
       lines.push_back(std::to_string(entry.eventId) + ": " + entry.message);
     }
   }
