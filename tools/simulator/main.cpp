@@ -27,14 +27,14 @@ std::string defaultMaildir() {
 }
 
 // --check: the findings of the card's configurations, before the event. A card file that cannot be
-// loaded is left to the run, which reports it.
-void checkCard(std::string const& cardFile) {
+// parsed is left to the run, which reports it.
+void checkCard(std::string const& cardFile, std::string const& content) {
   tools::CardCheck check(cardFile);
   std::string ignored;
-  if (check.run(ignored)) {
+  if (check.check(content, ignored)) {
     std::ostringstream lines;
     check.printLines(lines);
-    std::cout << (lines.str().empty() ? "Check: no findings in " + cardFile + "\n" : lines.str());
+    std::cout << (lines.str().empty() ? "Check: no findings in " + check.name() + "\n" : lines.str());
   }
 }
 
@@ -58,8 +58,12 @@ int main(int argc, char** argv) {
   if (options.listOutbox) {
     return run.listOutbox();
   }
-  if (options.check) {
-    checkCard(options.cardFile);
+  std::string card;
+  if (!run.readCard(card)) {
+    return kExitUsage;
   }
-  return run.run();
+  if (options.check) {
+    checkCard(options.cardFile, card);
+  }
+  return run.run(card);
 }
