@@ -32,14 +32,7 @@ class CommandLineTest(unittest.TestCase):
         self.assertGreater(len(rows), 20)
         for tool, status, compared, text, *args in rows:
             with self.subTest(tool=tool, args=args):
-                stdin = os.devnull
-                if args and args[-1].startswith("<"):
-                    stdin = os.path.join(SOURCE, args.pop()[1:])
-                program = os.environ["CHECK" if tool == "check" else "SIMULATOR"]
-                emulator = shlex.split(os.environ.get("EMULATOR", ""))
-                with open(stdin, "rb") as given:
-                    run = subprocess.run(emulator + [program] + args, cwd=SOURCE, stdin=given,
-                                         capture_output=True, timeout=120)
+                run = self.run_row(tool, args)
                 output = run.stdout if compared.startswith("out") else run.stderr
                 if UPDATE and compared.endswith("=") and text.startswith("@"):
                     with open(os.path.join(HERE, text[1:]), "wb") as f:
@@ -52,6 +45,43 @@ class CommandLineTest(unittest.TestCase):
                     jsonschema.validate(json.loads(run.stdout), schema)
                 self.assertEqual(run.returncode, int(status), run.stderr)
 
+    @staticmethod
+    def run_row(tool, args):
+        """Runs a row's tool with its redirections: a last "<FILE" is the standard input, ">/dev/full"
+        and "2>/dev/full" send standard output or error there (the other stream is captured), and an
+        argument "<(FILE)" is a pipe that a writer feeds with FILE after the tool has started, as a
+        shell's process substitution does."""
+        redirect = {"stdin": os.devnull, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        def redirection(arg):
+            return arg in (">/dev/full", "2>/dev/full") or arg.startswith("<") and not arg.startswith("<(")
+
+        while args and redirection(args[-1]):
+            last = args.pop()
+            stream = "stdin" if last.startswith("<") else "stderr" if last.startswith("2>") else "stdout"
+            redirect[stream] = os.path.join(SOURCE, last[1:]) if stream == "stdin" else "/dev/full"
+        feeds = []
+        for at, arg in enumerate(args):
+            if arg.startswith("<(") and arg.endswith(")"):
+                read_end, write_end = os.pipe()
+                feeds.append((read_end, write_end, os.path.join(SOURCE, arg[2:-1])))
+                args[at] = "/dev/fd/%d" % read_end
+        program = os.environ["CHECK" if tool == "check" else "SIMULATOR"]
+        emulator = shlex.split(os.environ.get("EMULATOR", ""))
+        opened = {name: open(value, "rb" if name == "stdin" else "wb")
+                  for name, value in redirect.items() if value != subprocess.PIPE}
+        try:
+            child = subprocess.Popen(emulator + [program] + args, cwd=SOURCE,
+                                     pass_fds=[read_end for read_end, _, _ in feeds],
+                                     **{name: opened.get(name, value) for name, value in redirect.items()})
+            for read_end, write_end, path in feeds:
+                os.close(read_end)
+                with open(path, "rb") as given, os.fdopen(write_end, "wb") as pipe:
+                    pipe.write(given.read())
+            stdout, stderr = child.communicate(timeout=120)
+        finally:
+            for stream in opened.values():
+                stream.close()
+        return subprocess.CompletedProcess(args, child.returncode, stdout or b"", stderr or b"")
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

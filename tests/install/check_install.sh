@@ -114,10 +114,15 @@ run "$prefix/lib" "$scratch/consumer/check-by-pkg-config"
 
 # The simulated card as a card SDK: the Simulator component's headers and libraries, nothing else.
 cmake --install "$build" --prefix "$scratch/simulator" --component Simulator >/dev/null
-# The tools' manual pages, made from their --help, come with them.
+# The tools' manual pages, made from their --help, come with them: with the sections of a manual
+# page, and naming the program as installed, never the build tree or the sources.
 for tool in emailservice-check emailservice-simulator; do
-  grep -q "^\.TH \"\?${tool}" -i "$scratch/simulator/share/man/man1/$tool.1" || fail "no manual page of $tool"
-  grep -q "^\.SH SYNOPSIS" "$scratch/simulator/share/man/man1/$tool.1" || fail "the manual page of $tool has no synopsis"
+  page=$scratch/simulator/share/man/man1/$tool.1
+  grep -q "^\.TH \"\?${tool}" -i "$page" || fail "no manual page of $tool"
+  for section in SYNOPSIS '"EXIT STATUS"' FILES EXAMPLES '"SEE ALSO"'; do
+    grep -qx "\.SH $section" "$page" || fail "the manual page of $tool has no section $section"
+  done
+  ! grep -nF -e "$build" -e "$source" "$page" || fail "the manual page of $tool names the build or the sources"
 done
 cp -R "$scratch/simulator/include/emailservice/platform" "$sdk/include"
 cp -P "$scratch/simulator"/lib/lib*.so* "$sdk/lib/"

@@ -9,10 +9,12 @@
 #include "CardCheck.h"
 #include "OptionParser.h"
 #include "SimulatorRun.h"
+#include "StandardStreams.h"
 
 namespace {
 
 constexpr int kExitUsage = 2;
+constexpr char kProgram[] = "emailservice-simulator";
 
 // The simulator's own executable, to find the command stand-ins installed next to it.
 std::string programPath(char const* argv0) {
@@ -38,10 +40,8 @@ void checkCard(std::string const& cardFile, std::string const& content) {
   }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::string const program = argc > 0 ? argv[0] : "emailservice-simulator";
+int runTool(int argc, char** argv) {
+  std::string const program = argc > 0 ? argv[0] : kProgram;
   std::vector<std::string> const args(argv + (argc > 0 ? 1 : 0), argv + argc);
   simulator::SimulatorOptions options;
   std::string error;
@@ -50,8 +50,8 @@ int main(int argc, char** argv) {
     return kExitUsage;
   }
   if (options.help || options.version) {
-    std::cout << (options.help ? simulator::OptionParser::usage(program, defaultMaildir())
-                               : tools::BuildProfile::versionText("emailservice-simulator"));
+    std::cout << (options.help ? simulator::OptionParser::usage(kProgram, defaultMaildir())
+                               : tools::BuildProfile::versionText(kProgram));
     return 0;
   }
   simulator::SimulatorRun run(options, programPath(program.c_str()), std::cout, std::cerr);
@@ -67,3 +67,7 @@ int main(int argc, char** argv) {
   }
   return run.run(card);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return tools::StandardStreams::finish(kProgram, runTool(argc, argv)); }
