@@ -51,37 +51,31 @@ class CommandLineTest(unittest.TestCase):
         and "2>/dev/full" send standard output or error there (the other stream is captured), and an
         argument "<(FILE)" is a pipe that a writer feeds with FILE after the tool has started, as a
         shell's process substitution does."""
-        redirect = {"stdin": os.devnull, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
-        def redirection(arg):
-            return arg in (">/dev/full", "2>/dev/full") or arg.startswith("<") and not arg.startswith("<(")
-
-        while args and redirection(args[-1]):
+        streams = {"stdin": open(os.devnull, "rb"), "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        while args and (args[-1] in (">/dev/full", "2>/dev/full") or args[-1][:1] == "<" and args[-1][:2] != "<("):
             last = args.pop()
-            stream = "stdin" if last.startswith("<") else "stderr" if last.startswith("2>") else "stdout"
-            redirect[stream] = os.path.join(SOURCE, last[1:]) if stream == "stdin" else "/dev/full"
-        feeds = []
-        for at, arg in enumerate(args):
-            if arg.startswith("<(") and arg.endswith(")"):
-                read_end, write_end = os.pipe()
-                feeds.append((read_end, write_end, os.path.join(SOURCE, arg[2:-1])))
-                args[at] = "/dev/fd/%d" % read_end
+            if last.startswith("<"):
+                streams["stdin"] = open(os.path.join(SOURCE, last[1:]), "rb")
+            else:
+                streams["stderr" if last.startswith("2") else "stdout"] = open("/dev/full", "wb")
+        feed = next(((at, arg[2:-1]) for at, arg in enumerate(args) if arg.startswith("<(")), None)
+        read_end, write_end = os.pipe()
+        if feed:
+            args[feed[0]] = "/dev/fd/%d" % read_end
         program = os.environ["CHECK" if tool == "check" else "SIMULATOR"]
         emulator = shlex.split(os.environ.get("EMULATOR", ""))
-        opened = {name: open(value, "rb" if name == "stdin" else "wb")
-                  for name, value in redirect.items() if value != subprocess.PIPE}
-        try:
-            child = subprocess.Popen(emulator + [program] + args, cwd=SOURCE,
-                                     pass_fds=[read_end for read_end, _, _ in feeds],
-                                     **{name: opened.get(name, value) for name, value in redirect.items()})
-            for read_end, write_end, path in feeds:
-                os.close(read_end)
-                with open(path, "rb") as given, os.fdopen(write_end, "wb") as pipe:
+        child = subprocess.Popen(emulator + [program] + args, cwd=SOURCE, pass_fds=[read_end], **streams)
+        os.close(read_end)
+        with os.fdopen(write_end, "wb") as pipe:
+            if feed:
+                with open(os.path.join(SOURCE, feed[1]), "rb") as given:
                     pipe.write(given.read())
-            stdout, stderr = child.communicate(timeout=120)
-        finally:
-            for stream in opened.values():
+        stdout, stderr = child.communicate(timeout=120)
+        for stream in streams.values():
+            if stream != subprocess.PIPE:
                 stream.close()
         return subprocess.CompletedProcess(args, child.returncode, stdout or b"", stderr or b"")
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

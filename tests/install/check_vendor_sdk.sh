@@ -1,38 +1,24 @@
 #!/bin/sh
 # Builds the card's libraries with card SDKs of the kind that embedded Linux build systems
-# generate, through the recipe of docs/card-build.md exactly as the docs write it (the block
-# between "<!-- recipe -->" and "<!-- /recipe -->", with the SDK's place, the build directory and
-# the image put in), and checks the results with scripts/check-card-library.sh. Each SDK is laid
-# out here from scratch and shares no path with the Debian sysroot of the armhf presets:
-# - environment-setup-armv7a-vendor-linux-gnueabihf: the script a firmware engineer sources; it
-#   exports CC and CXX with the target's flags and --sysroot inside them, CFLAGS, CXXFLAGS and
-#   LDFLAGS with the defaults of generated SDKs (-O2, -fstack-protector-strong,
-#   -D_FORTIFY_SOURCE=2, -Wl,-O1, -Wl,--hash-style=gnu, -Wl,-z,relro,-z,now), the target
-#   sysroot, PATH and the pkg-config variables;
-# - sysroots/armv7a-vendor-linux-gnueabihf/: the target sysroot: the C library, the C++ runtime,
-#   protobuf, and the card's platform: its headers (with dravo_config.pb.h from the SDK's protoc)
-#   and stub libraries libcdsapi.so ... libnetinfo.so that define what the libraries take from
-#   the platform;
-# - sysroots/x86_64-sdk-linux/: the native sysroot: the cross compiler (which links only what it
-#   is told, unlike Debian's, which links --as-needed) and binary tools, the SDK's own protoc, and
-#   usr/share/cmake/toolchain.cmake, the SDK's toolchain file (the sysroot from the environment,
-#   CMAKE_FIND_ROOT_PATH and the CMAKE_FIND_ROOT_PATH_MODE_* values, no compiler).
-# Two SDKs: one over Debian 12's armhf C library (glibc 2.36) and protobuf, and one over Debian
-# 11's (glibc 2.31, 32-bit time_t, protobuf 3.12 with its own protoc), whose packages are
-# downloaded once into CACHE_DIR and kept there. Every case prints one line; a case that cannot run
-# (the package mirror does not serve Debian 11) says so on its own line, and the others run.
+# generate (scripts/make-vendor-sdk.sh lays them out), through the recipe of docs/card-build.md
+# exactly as the docs write it (the block between "<!-- recipe -->" and "<!-- /recipe -->", with
+# the SDK's place, the build directory and the image put in), and checks the results with
+# scripts/check-card-library.sh. The card's platform is six stub libraries libcdsapi.so ...
+# libnetinfo.so in the SDK's sysroot, which define what the libraries take from the platform.
+# Two SDKs: one over Debian 12's armhf C library (glibc 2.36), one over Debian 11's (glibc 2.31,
+# 32-bit time_t), whose packages are downloaded once into CACHE_DIR and kept there. Every case
+# prints one line; a case that cannot run (the package mirror does not serve Debian 11) says so on
+# its own lines, and the others run.
 # Usage: check_vendor_sdk.sh SCRATCH_DIR [ARMHF_SYSROOT [CACHE_DIR]]
-#   (the Debian 12 sysroot gives protobuf's files; defaults build/sysroot-armhf and
-#   build/vendor-sdk-cache)
+#   (defaults build/sysroot-armhf and build/vendor-sdk-cache)
 set -eu
 
 cd "$(dirname "$0")/../.."
 source=$(pwd)
 mkdir -p "$1"
 scratch=$(cd "$1" && pwd)
-debian=$(cd "${2:-build/sysroot-armhf}" && pwd)
-mkdir -p "${3:-build/vendor-sdk-cache}"
-cache=$(cd "${3:-build/vendor-sdk-cache}" && pwd)
+debian=${2:-build/sysroot-armhf}
+cache=${3:-build/vendor-sdk-cache}
 me=check_vendor_sdk.sh
 triplet=armv7a-vendor-linux-gnueabihf
 cross=arm-linux-gnueabihf
@@ -45,143 +31,6 @@ fail() {
   exit 1
 }
 passed() { echo "$me: ok: $*"; }
-
-# --- The SDKs ------------------------------------------------------------------------------------
-
-# lay_out_sdk SDK CXX_VERSION: the native sysroot, the environment script and the toolchain file of
-# the SDK whose target sysroot SDK/sysroots/$triplet holds the C library and C++ runtime (headers
-# of C++ runtime CXX_VERSION), in Debian's multiarch directories or the cross compiler's.
-lay_out_sdk() (
-  sdk=$1
-  target=$sdk/sysroots/$triplet
-  native=$sdk/sysroots/x86_64-sdk-linux
-  mkdir -p "$native/usr/bin" "$native/usr/share/cmake"
-  cxx=$target/usr/include/c++/$2
-  includes="-isystem $cxx -isystem $cxx/$cross -isystem $target/usr/include/$cross/c++/$2 -isystem $cxx/backward"
-  includes="$includes -isystem $($cross-gcc -print-file-name=include) -isystem $target/usr/include/$cross -isystem $target/usr/include"
-  libraries="-B$target/usr/lib/$cross/ -B$target/usr/lib/ -L$target/usr/lib/$cross -L$target/lib/$cross -L$target/usr/lib"
-  for tool in g++ gcc; do
-    cat >"$native/usr/bin/$triplet-$tool" <<EOF
-#!/bin/sh
-exec $cross-$tool -nostdinc $includes $libraries -Wl,--no-as-needed "\$@"
-EOF
-    chmod +x "$native/usr/bin/$triplet-$tool"
-  done
-  for tool in ar ranlib nm objcopy objdump readelf strip ld; do
-    ln -s "$(command -v "$cross-$tool")" "$native/usr/bin/$triplet-$tool"
-  done
-  flags="-march=armv7-a -mthumb -mfpu=neon -mfloat-abi=hard --sysroot=$target"
-  cat >"$sdk/environment-setup-$triplet" <<EOF
-# The environment of the card SDK: source it in the shell that builds.
-export SDKTARGETSYSROOT=$target
-export PATH=$native/usr/bin:\$PATH
-export PKG_CONFIG_SYSROOT_DIR=\$SDKTARGETSYSROOT
-export PKG_CONFIG_PATH=\$SDKTARGETSYSROOT/usr/lib/pkgconfig:\$SDKTARGETSYSROOT/usr/share/pkgconfig
-export CC="$triplet-gcc $flags"
-export CXX="$triplet-g++ $flags"
-export CPP="$triplet-gcc -E $flags"
-export LD="$triplet-ld --sysroot=$target"
-export AR=$triplet-ar
-export NM=$triplet-nm
-export STRIP=$triplet-strip
-export OBJCOPY=$triplet-objcopy
-export READELF=$triplet-readelf
-export CROSS_COMPILE=$triplet-
-export CFLAGS=" -O2 -pipe -g -feliminate-unused-debug-types -fstack-protector-strong -D_FORTIFY_SOURCE=2"
-export CXXFLAGS=" -O2 -pipe -g -feliminate-unused-debug-types -fstack-protector-strong -D_FORTIFY_SOURCE=2 -fvisibility-inlines-hidden"
-export LDFLAGS="-Wl,-O1 -Wl,--hash-style=gnu -Wl,-z,relro,-z,now"
-export ARCH=arm
-EOF
-  cat >"$native/usr/share/cmake/toolchain.cmake" <<'EOF'
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR arm)
-set(CMAKE_SYSROOT $ENV{SDKTARGETSYSROOT})
-set(CMAKE_FIND_ROOT_PATH $ENV{SDKTARGETSYSROOT})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-EOF
-  # The card's platform headers, and its message classes' header from the SDK's protoc.
-  mkdir -p "$target/usr/include/card"
-  cp -R platform/include/. "$target/usr/include/card/"
-  "$native/usr/bin/protoc" --cpp_out="$target/usr/include/card" -Iplatform/proto platform/proto/dravo_config.proto
-  rm "$target/usr/include/card/dravo_config.pb.cc"
-)
-
-# Debian 12: the cross compiler's C library and C++ runtime, protobuf from the armhf sysroot, and
-# the machine's protoc as the SDK's.
-new_sdk() (
-  sdk=$scratch/sdk
-  target=$sdk/sysroots/$triplet
-  mkdir -p "$target/usr" "$sdk/sysroots/x86_64-sdk-linux/usr/bin"
-  cp -R "/usr/$cross/include" "/usr/$cross/lib" "$target/usr/"
-  grep -l 'GNU ld script' "$target"/usr/lib/*.so | while read -r script; do
-    sed -i "s|/usr/$cross/lib/|/usr/lib/|g" "$script"
-  done
-  ln -s libstdc++.so.6 "$target/usr/lib/libstdc++.so"
-  cp -R "$debian/usr/include/google" "$target/usr/include/"
-  cp -P "$debian/usr/lib/$cross"/libprotobuf.so* "$debian/lib/$cross"/libz.so* "$target/usr/lib/"
-  cp "$(command -v protoc)" "$sdk/sysroots/x86_64-sdk-linux/usr/bin/protoc"
-  lay_out_sdk "$sdk" "$($cross-g++ -dumpversion)"
-)
-
-# Debian 11's packages, into CACHE_DIR/bullseye-ARCH once: false when the mirror cannot serve them.
-# apt reads lists, caches and a package status of its own: what this machine has installed plays
-# no part.
-fetch_bullseye() { # ARCH PACKAGE...
-  arch=$1
-  shift
-  debs=$cache/bullseye-$arch
-  have=true
-  for package in "$@"; do
-    ls "$debs/${package}_"*.deb >/dev/null 2>&1 || have=false
-  done
-  if $have; then
-    return 0
-  fi
-  apt=$cache/apt-$arch
-  rm -rf "$apt" "$debs"
-  mkdir -p "$apt/lists/partial" "$apt/cache/archives/partial" "$debs"
-  : >"$apt/status"
-  echo "deb [arch=$arch signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/debian bullseye main" \
-    >"$apt/sources.list"
-  options="-q -oAPT::Architecture=$arch -oAPT::Architectures=$arch -oDir::State::Lists=$apt/lists -oDir::Cache=$apt/cache
-    -oAPT::Sandbox::User=root -oDir::Etc::SourceList=$apt/sources.list -oDir::Etc::SourceParts=/nonexistent -oDir::State::status=$apt/status"
-  # shellcheck disable=SC2086
-  if apt-get $options update >"$apt/apt.log" 2>&1 && (cd "$debs" && apt-get $options download "$@") >>"$apt/apt.log" 2>&1; then
-    rm -rf "$apt"
-    return 0
-  fi
-  tail -n 5 "$apt/apt.log"
-  rm -rf "$debs"
-  return 1
-}
-
-# Debian 11: glibc 2.31 and the C++ runtime of GCC 10, protobuf 3.12 and its protoc in the native
-# sysroot (the machine's protoc, of another release, would be refused).
-old_sdk() (
-  sdk=$scratch/old-sdk
-  target=$sdk/sysroots/$triplet
-  native=$sdk/sysroots/x86_64-sdk-linux
-  fetch_bullseye armhf libc6 libc6-dev linux-libc-dev libstdc++6 libstdc++-10-dev libgcc-s1 libprotobuf23 \
-    libprotobuf-dev zlib1g || return 1
-  fetch_bullseye amd64 protobuf-compiler libprotoc23 libprotobuf23 || return 1
-  mkdir -p "$target" "$native/usr/bin"
-  for deb in "$cache"/bullseye-armhf/*.deb; do dpkg -x "$deb" "$target"; done
-  for deb in "$cache"/bullseye-amd64/*.deb; do dpkg -x "$deb" "$native"; done
-  find "$target" -type l | while read -r link; do
-    case $(readlink "$link") in
-      /*) ln -sfn "$(realpath -m --relative-to="$(dirname "$link")" "$target$(readlink "$link")")" "$link" ;;
-    esac
-  done
-  ln -s libstdc++.so.6 "$target/usr/lib/$cross/libstdc++.so"
-  mv "$native/usr/bin/protoc" "$native/usr/bin/protoc.bin"
-  printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s "$@"\n' "$native/usr/lib/x86_64-linux-gnu" "$native/usr/bin/protoc.bin" \
-    >"$native/usr/bin/protoc"
-  chmod +x "$native/usr/bin/protoc"
-  lay_out_sdk "$sdk" 10
-)
 
 # --- The recipe ----------------------------------------------------------------------------------
 
@@ -265,7 +114,7 @@ check_needed_and_exports() { # BUILD
 sdk=$scratch/sdk
 recipe "$sdk" build image | sed -n 2p | grep -q '^\. "\$SDK"/environment-setup-' ||
   fail "the recipe in docs/card-build.md does not start from the SDK's environment script"
-new_sdk
+scripts/make-vendor-sdk.sh "$sdk" bookworm "$debian" "$cache"
 # The platform's symbols, from a build without platform libraries (the card's service provides
 # them when it loads the library; docs/card-build.md, "Two platforms").
 run_recipe "$scratch/unbound.log" "$sdk" "$scratch/unbound" "$scratch/image" \
@@ -308,7 +157,7 @@ esac
 passed "a blank-separated EMAILSERVICE_CARD_LIBRARIES is refused with the list form"
 
 # The Debian 11 SDK: stopped at configure for its 32-bit time_t, built when that is accepted.
-if ! old_sdk >"$scratch/old-sdk.log" 2>&1; then
+if ! scripts/make-vendor-sdk.sh "$scratch/old-sdk" bullseye "$debian" "$cache" >"$scratch/old-sdk.log" 2>&1; then
   echo "$me: NOT RUN: the SDK over Debian 11's glibc 2.31: the package mirror did not serve Debian 11's packages:"
   sed "s/^/$me:   /" "$scratch/old-sdk.log"
 else
