@@ -20,8 +20,8 @@
 # protobuf from the armhf sysroot (scripts/make-armhf-sysroot.sh), the machine's protoc.
 # RELEASE bullseye: Debian 11's armhf C library (glibc 2.31, 32-bit time_t), GCC 10's C++ runtime
 # and protobuf 3.12, with Debian 11's protoc in the native sysroot; the packages are downloaded
-# from Debian's mirror once into CACHE_DIR (about 13 MB) and kept there. Exit status 3, with apt's
-# reason, when the mirror cannot serve them.
+# from Debian's mirror once into CACHE_DIR (12 MB, after 16 MB of package indices) and kept there.
+# Exit status 3, with apt's reason, when the mirror cannot serve them.
 # Usage: make-vendor-sdk.sh SDK_DIR bookworm|bullseye [ARMHF_SYSROOT [CACHE_DIR]]
 #   (defaults build/sysroot-armhf and build/vendor-sdk-cache)
 set -eu
