@@ -27,18 +27,24 @@ function(emailservice_install_library target)
 endfunction()
 
 # A program for development hosts, and its manual page: made by help2man from the program's own
-# --help (run through the cross build's emulator), so that the texts have one home. The version is
-# the project's: the build profile that --version adds belongs to the binary, not to the page.
-# `summary` is the page's one-line description.
+# --help (run through the cross build's emulator), so that the texts have one home, with the
+# sections that --help does not hold (EXIT STATUS, FILES, EXAMPLES, SEE ALSO) from
+# <target>.h2m beside the program's sources, filled in with the card's paths of the build. The
+# version is the project's: the build profile that --version adds belongs to the binary, not to
+# the page. TMPDIR is unset so that the default Maildir reads as documented, not as the build
+# machine's. `summary` is the page's one-line description.
 function(emailservice_install_tool target summary)
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Simulator)
   find_program(EMAILSERVICE_HELP2MAN help2man REQUIRED)
   set(page ${CMAKE_CURRENT_BINARY_DIR}/${target}.1)
+  set(sections ${CMAKE_CURRENT_BINARY_DIR}/${target}.h2m)
+  configure_file(${CMAKE_CURRENT_SOURCE_DIR}/${target}.h2m ${sections} @ONLY)
   string(JOIN " " run ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${target}>)
   add_custom_command(OUTPUT ${page}
-    COMMAND ${EMAILSERVICE_HELP2MAN} --no-info --name=${summary} "--source=libemailService ${PROJECT_VERSION}"
-      --version-string=${PROJECT_VERSION} --output=${page} ${run}
-    DEPENDS ${target}
+    COMMAND ${CMAKE_COMMAND} -E env --unset=TMPDIR
+      ${EMAILSERVICE_HELP2MAN} --no-info --name=${summary} "--source=libemailService ${PROJECT_VERSION}"
+      --version-string=${PROJECT_VERSION} --include=${sections} --output=${page} ${run}
+    DEPENDS ${target} ${sections}
     COMMENT "Manual page of ${target}"
     VERBATIM)
   add_custom_target(${target}-manual ALL DEPENDS ${page})

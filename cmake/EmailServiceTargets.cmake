@@ -45,8 +45,11 @@ endfunction()
 
 # A library that goes onto the card, built for the card platform: every function and object in a
 # section of its own, and the sections that nothing reaches from the exported entries dropped at
-# link time, so that the card's flash holds only code that can run. Host builds keep whole
-# sections, as debuggers and the sanitizers expect.
+# link time, so that the card's flash holds only code that can run. The shared library itself
+# needs only the libraries it uses (--as-needed, whatever the SDK's compiler does by default), and
+# exports only the project's namespace (cmake/card-exports.map): the standard library's template
+# instantiations that the compiler emits as weak symbols stay inside it. Host builds keep whole
+# sections and their exports, as debuggers and the sanitizers expect.
 function(emailservice_card_sections target)
   if(NOT EMAILSERVICE_PLATFORM STREQUAL "card")
     return()
@@ -54,6 +57,8 @@ function(emailservice_card_sections target)
   target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)
   get_target_property(type ${target} TYPE)
   if(NOT type STREQUAL "OBJECT_LIBRARY")
-    target_link_options(${target} PRIVATE -Wl,--gc-sections)
+    set(exports ${PROJECT_SOURCE_DIR}/cmake/card-exports.map)
+    target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed -Wl,--version-script=${exports})
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${exports})
   endif()
 endfunction()

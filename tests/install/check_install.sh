@@ -7,7 +7,8 @@
 # - the card platform: with the simulated card's headers and libraries laid out as a card SDK,
 #   the library builds in card mode, needs the SDK's library, defines its own code and nothing of
 #   its platform, installs nothing of the simulated card, and the consumer runs against it; a
-#   consumer that asks that install for the simulated card is told which install component has it.
+#   consumer that asks that install for the simulated card is told which install component has it;
+#   built for this machine (not the armhf builds), the ship check refuses it for its ELF machine.
 # Usage: check_install.sh SOURCE_DIR BUILD_DIR SCRATCH_DIR
 # Environment: EMULATOR starts the programs built (empty for native builds); CMAKE_ARGS configure
 # the nested builds (a cross build's toolchain); CXX, CXXFLAGS and LDFLAGS build the consumer.
@@ -113,16 +114,22 @@ run "$prefix/lib" "$scratch/consumer/check-by-pkg-config"
 
 # The simulated card as a card SDK: the Simulator component's headers and libraries, nothing else.
 cmake --install "$build" --prefix "$scratch/simulator" --component Simulator >/dev/null
-# The tools' manual pages, made from their --help, come with them.
+# The tools' manual pages, made from their --help, come with them: with the sections of a manual
+# page, and naming the program as installed, never the build tree or the sources.
 for tool in emailservice-check emailservice-simulator; do
-  grep -q "^\.TH \"\?${tool}" -i "$scratch/simulator/share/man/man1/$tool.1" || fail "no manual page of $tool"
-  grep -q "^\.SH SYNOPSIS" "$scratch/simulator/share/man/man1/$tool.1" || fail "the manual page of $tool has no synopsis"
+  page=$scratch/simulator/share/man/man1/$tool.1
+  grep -q "^\.TH \"\?${tool}" -i "$page" || fail "no manual page of $tool"
+  for section in SYNOPSIS '"EXIT STATUS"' FILES EXAMPLES '"SEE ALSO"'; do
+    grep -qx "\.SH $section" "$page" || fail "the manual page of $tool has no section $section"
+  done
+  ! grep -nF -e "$build" -e "$source" "$page" || fail "the manual page of $tool names the build or the sources"
 done
 cp -R "$scratch/simulator/include/emailservice/platform" "$sdk/include"
 cp -P "$scratch/simulator"/lib/lib*.so* "$sdk/lib/"
+# The card build is for this build's processor, which is the card's only in the armhf builds.
 # shellcheck disable=SC2086
 cmake -S "$source" -B "$scratch/card" -DEMAILSERVICE_PLATFORM=card -DEMAILSERVICE_CARD_INCLUDE_DIRS="$sdk/include" \
-  -DEMAILSERVICE_CARD_LIBRARIES="$sdk/lib/libsimcard.so" $CMAKE_ARGS >/dev/null
+  -DEMAILSERVICE_CARD_LIBRARIES="$sdk/lib/libsimcard.so" -DEMAILSERVICE_CARD_HOST_TEST=ON $CMAKE_ARGS >/dev/null
 cmake --build "$scratch/card" --parallel 2 >/dev/null
 cmake --install "$scratch/card" --prefix "$scratch/card-prefix" >/dev/null
 check_library "$scratch/card-prefix/lib/libemailService.so.1"
@@ -149,6 +156,14 @@ esac
 $CXX $CXXFLAGS -std=c++17 -o "$scratch/consumer/on-card" "$scratch/consumer/main.cpp" -I"$scratch/card-prefix/include" \
   -I"$sdk/include" -L"$scratch/card-prefix/lib" -L"$sdk/lib" -lemailService -lsimcard -lprotobuf $LDFLAGS
 run "$scratch/card-prefix/lib:$sdk/lib" "$scratch/consumer/on-card"
+# Built for this machine, it is refused by the ship check for its ELF machine, before anything else.
+if [ -z "$EMULATOR" ]; then
+  if "$source/scripts/check-card-library.sh" "$scratch/card" >"$scratch/ship.log" 2>&1; then
+    fail "the ship check accepted a card library built for this machine"
+  fi
+  grep -q "libemailService.so.1.*is built for .*, not the card's 32-bit ARM" "$scratch/ship.log" ||
+    fail "the ship check does not name the ELF machine: $(cat "$scratch/ship.log")"
+fi
 
 rm -rf "$scratch"
 echo "installed package works through find_package and pkg-config, and builds for a card SDK"

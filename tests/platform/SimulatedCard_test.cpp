@@ -1,8 +1,10 @@
 // The simulated card's platform as its users rely on it: the card file, the data store's
 // answers and faults, running programs, splitting texts, the host's network facts.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +16,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 #include "CardPaths.h"
 #include "cdsapi/AlarmInfos.h"
@@ -24,6 +28,7 @@
 #include "cdsapi/dataLog.h"
 #include "netinfo/netinfo.h"
 #include "simcard/CardFile.h"
+#include "simcard/ParseMessage.h"
 #include "support/CardTest.h"
 #include "utils/Helper.h"
 #include "zorvan/Exec.h"
@@ -79,8 +84,8 @@ class SimulatedCardTest : public CardTest {
 };
 
 // A card file loads whole, or not at all with an error that names the file and, for a syntax or
-// schema error, its line and column. A FIFO (which would wait for a writer) or a file over
-// 16 MiB is not read.
+// schema error, its line and column, in our words. A FIFO without a writer (which would be waited
+// for), a device or a file over 16 MiB is not read.
 TEST_F(SimulatedCardTest, CardFileWithAnErrorIsNamedAndLeavesTheCardAsItWas) {
   ASSERT_EQ(mkfifo((kCardFile + ".fifo").c_str(), 0600), 0);
   writeFile(kCardFile + ".big", "");
@@ -93,7 +98,8 @@ TEST_F(SimulatedCardTest, CardFileWithAnErrorIsNamedAndLeavesTheCardAsItWas) {
       {kCardFile, kCardFile + ":3:[0-9]+: .*vendr.*", "productName: \"Y\"\ndevices { id: 21\n  vendr: \"V\" }\n"},
       {kCardFile, kCardFile + ":3:1: .+", "productName: \"Y\"\ndevices { id: 21\n"},
       {kCardFile + ".missing", kCardFile + ".missing: cannot read: No such file or directory", nullptr},
-      {kCardFile + ".fifo", kCardFile + ".fifo: cannot read: not a regular file", nullptr},
+      {kCardFile + ".fifo", kCardFile + ".fifo: cannot read: a pipe without a writer", nullptr},
+      {"/dev/zero", "/dev/zero: cannot read: not a regular file or a pipe", nullptr},
       {kCardFile + ".big", kCardFile + ".big: cannot read: larger than 16 MiB", nullptr},
   };
   auto const loaded = card().state().SerializeAsString();
@@ -105,6 +111,53 @@ TEST_F(SimulatedCardTest, CardFileWithAnErrorIsNamedAndLeavesTheCardAsItWas) {
     EXPECT_FALSE(simcard::CardFile::load(c.file, card().state(), error));
     EXPECT_THAT(error, ::testing::MatchesRegex(c.error));
     EXPECT_TRUE(card().state().SerializeAsString() == loaded) << c.file;
+  }
+}
+
+// A FIFO that a writer holds is read as the writer writes, to its end, as a process substitution
+// is; the writer starts writing only after the reader has opened it.
+TEST_F(SimulatedCardTest, CardFileFromAPipeIsReadAsItsWriterWritesIt) {
+  std::string const fifo = kCardFile + ".fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  int const reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+  int const writer = ::open(fifo.c_str(), O_WRONLY);
+  ASSERT_GE(writer, 0);
+  std::thread feed([writer] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    std::string const text = "productName: \"From a pipe\"\n";
+    EXPECT_EQ(::write(writer, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    ::close(writer);
+  });
+  std::string error;
+  bool const loaded = simcard::CardFile::load("/dev/fd/" + std::to_string(reader), card().state(), error);
+  feed.join();
+  ::close(reader);
+  ASSERT_TRUE(loaded) << error;
+  EXPECT_EQ(card().state().productname(), "From a pipe");
+}
+
+// The parser's messages in our words, the place left to the caller; one that no rule knows keeps
+// its words.
+TEST(ParseMessage, SaysTheParsersMessagesInTheToolsWords) {
+  std::pair<char const*, char const*> const cases[] = {
+      {"Expected \":\", found \"\"Operations\"\".", "expected \":\", found \"Operations\""},
+      {"Expected \"}\", found \"\".", "expected \"}\", found the end of the file"},
+      {"Expected identifier, got: ", "expected a field name, found the end of the file"},
+      {"Expected identifier, got: 42", "expected a field name, found \"42\""},
+      {"Expected integer, got: x", "expected an integer, found \"x\""},
+      {"Message type \"simcard.proto.Device\" has no field named \"vendr\".",
+       "no field \"vendr\" in simcard.proto.Device"},
+      {"Non-repeated field \"productName\" is specified multiple times.",
+       "field \"productName\" given twice (it is not repeated)"},
+      {"Invalid value for boolean field \"enabled\". Value: \"yes\".",
+       "bad value \"yes\" for field \"enabled\": give true or false"},
+      {"Unknown enumeration value of \"$1\" for field \"kind\".", "unknown value \"$1\" for field \"kind\""},
+      {"String literals cannot cross line boundaries.", "a string runs past the end of its line"},
+      {"Invalid escape sequence in string literal.", "invalid escape sequence in string literal"},
+      {"UTF-8 is required.", "UTF-8 is required"},
+  };
+  for (auto const& [message, reworded] : cases) {
+    EXPECT_EQ(simcard::ParseMessage::reword(message), reworded) << message;
   }
 }
 

@@ -2,9 +2,6 @@
 
 #include <google/protobuf/io/tokenizer.h>
 
-#include <iostream>
-#include <iterator>
-
 #include "CardLocator.h"
 #include "DeviceNumbers.h"
 #include "cdsapi/CdsAccessor.h"
@@ -12,6 +9,7 @@
 #include "cdsapi/OobAccessor.h"
 #include "dravo_config.pb.h"
 #include "simcard/CardFile.h"
+#include "simcard/ParseMessage.h"
 #include "simcard/SimulatedCard.h"
 
 namespace tools {
@@ -29,7 +27,7 @@ class FirstError final : public google::protobuf::io::ErrorCollector {
 
   void AddError(int line, google::protobuf::io::ColumnNumber column, std::string const& message) override {
     if (first.message.empty()) {
-      first = {message, line + 1, line >= 0 ? column + 1 : 0};
+      first = {simcard::ParseMessage::reword(message), line + 1, line >= 0 ? column + 1 : 0};
     }
   }
 
@@ -39,25 +37,14 @@ class FirstError final : public google::protobuf::io::ErrorCollector {
 
 }  // namespace
 
-CardCheck::CardCheck(std::string cardFile) : path(std::move(cardFile)), file(path == "-" ? "<stdin>" : path) {}
+CardCheck::CardCheck(std::string cardFile) : path(std::move(cardFile)), file(simcard::CardFile::nameOf(path)) {}
 
 bool CardCheck::read(std::string& content) {
   std::string error;
-  if (path != "-") {
-    // "PATH: cannot read: ..." without the path, which the report puts before it.
-    bool const read = simcard::CardFile::read(path, content, error);
-    trouble.message = read ? "" : error.substr(path.size() + 2);
-    return read;
-  }
-  // At most one byte more than a card file may have, to tell that it has too many.
-  std::istreambuf_iterator<char> in(std::cin);
-  for (std::size_t got = 0; got <= simcard::CardFile::kMaxBytes && in != std::istreambuf_iterator<char>(); ++got) {
-    content += *in++;
-  }
-  trouble.message = content.size() > simcard::CardFile::kMaxBytes ? "cannot read: larger than 16 MiB"
-                    : std::cin.bad()                              ? "cannot read: input error"
-                                                                  : "";
-  return trouble.message.empty();
+  bool const read = simcard::CardFile::read(path, content, error);
+  // "NAME: cannot read: ..." without the name, which the report puts before it.
+  trouble.message = read ? "" : error.substr(file.size() + 2);
+  return read;
 }
 
 bool CardCheck::parse(std::string const& content) {
@@ -75,7 +62,15 @@ bool CardCheck::parse(std::string const& content) {
 
 bool CardCheck::run(std::string& error) {
   std::string content;
-  if (!read(content) || !parse(content)) {
+  if (!read(content)) {
+    error = diagnostic();
+    return false;
+  }
+  return check(content, error);
+}
+
+bool CardCheck::check(std::string const& content, std::string& error) {
+  if (!parse(content)) {
     error = diagnostic();
     return false;
   }

@@ -26,12 +26,16 @@ class CardCheck final {
     int column;
   };
 
-  // `cardFile` "-" is standard input, named "<stdin>" in what is printed.
+  // `cardFile` "-" is standard input, named "<stdin>" in what is printed; a pipe is read as a
+  // file is (simcard::CardFile::read).
   explicit CardCheck(std::string cardFile);
 
   // Reads and parses the card, loads it into the simulated card and checks it. False with
   // problem() set and `error` its diagnostic() when the card file cannot be used.
   bool run(std::string& error);
+  // The same with the card file's content already read (a pipe or the standard input is read
+  // once, by whoever reads it first).
+  bool check(std::string const& content, std::string& error);
   // The findings of the card that the simulated card holds now.
   static std::vector<emailservice::check::Finding> checkLoadedCard();
 

@@ -7,14 +7,18 @@
 #include "CardCheck.h"
 #include "CheckReport.h"
 #include "LongOptions.h"
+#include "StandardStreams.h"
 
 namespace {
 
 constexpr int kJson = 256;
 constexpr int kVersion = 257;
 
-std::string usage(std::string const& program) {
-  return "Usage: " + program +
+constexpr char kProgram[] = "emailservice-check";
+
+// Names the program as installed, whatever path it was started by: the manual page is made from it.
+std::string usage() {
+  return std::string("Usage: ") + kProgram +
          " [-q | --json] CARD_FILE...\n"
          "\n"
          "Checks the e-mail configurations of card files (simulated card states in protobuf text format)\n"
@@ -28,7 +32,8 @@ std::string usage(std::string const& program) {
          "  --version    the version of the e-mail service library and the build's profile\n"
          "\n"
          "Exit status: 0 without errors (warnings and notes allowed), 1 when a card has errors, 2 when a\n"
-         "card file cannot be read or parsed, or the command line is not usable.\n";
+         "card file cannot be read or parsed, the command line is not usable, or the output cannot be\n"
+         "written.\n";
 }
 
 // The operands, or a usage error in `error`.
@@ -41,10 +46,8 @@ bool checkOperands(std::vector<std::string> const& files, std::string& error) {
   return error.empty();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::string const program = argc > 0 ? argv[0] : "emailservice-check";
+int runTool(int argc, char** argv) {
+  std::string const program = argc > 0 ? argv[0] : kProgram;
   tools::LongOptions const options(
       {{"json", false, kJson}, {"quiet", false, 'q'}, {"help", false, 'h'}, {"version", false, kVersion}});
   bool json = false;
@@ -71,7 +74,7 @@ int main(int argc, char** argv) {
     return tools::CheckReport::kExitUnusable;
   }
   if (help || version) {
-    std::cout << (help ? usage(program) : tools::BuildProfile::versionText("emailservice-check"));
+    std::cout << (help ? usage() : tools::BuildProfile::versionText(kProgram));
     return 0;
   }
   std::vector<tools::CardCheck> checks(files.begin(), files.end());
@@ -82,3 +85,7 @@ int main(int argc, char** argv) {
   json ? report.printJson(std::cout) : report.printText(std::cout, std::cerr, quiet);
   return report.exitStatus();
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return tools::StandardStreams::finish(kProgram, runTool(argc, argv)); }

@@ -300,8 +300,9 @@ std::string OptionParser::usage(std::string const& program, std::string const& d
          "read in any case.\n"
          "\n"
          "Exit status: 0 for Success and TestEmailSucceeded, 1 for TestEmailFailed and SendError,\n"
-         "2 for a bad command line or card file, 3 for Success or TestEmailSucceeded although an e-mail\n"
-         "of the event was not sent (a later configuration succeeded; with the outbox it is kept).\n"
+         "2 for a bad command line or card file or output that cannot be written, 3 for Success or\n"
+         "TestEmailSucceeded although an e-mail of the event was not sent (a later configuration\n"
+         "succeeded; with the outbox it is kept).\n"
          "--retry: 0 when nothing stays kept, 1 otherwise. --outbox: 0, or 2 without the outbox.\n";
 }
 

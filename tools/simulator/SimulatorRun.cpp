@@ -75,12 +75,12 @@ std::string SimulatorRun::describe(ErrorCode code) {
   return name + " (" + std::to_string(static_cast<std::int32_t>(code)) + ")";
 }
 
-int SimulatorRun::run() {
+int SimulatorRun::run(std::string const& card) {
   simcard::proto::CardState state;
   std::string error;
   RunLock lock;
   Delivery delivery(options.maildir, options.smtpUrl);
-  if (!loadCard(state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
+  if (!loadCard(card, state) || !lock.acquire(error) || !simcard::CardPreparation(state).prepare(error) ||
       !delivery.configure(programPath, error)) {
     if (!error.empty()) {
       err << "emailservice-simulator: " << error << "\n";
@@ -183,9 +183,18 @@ void SimulatorRun::warnIfNoConfigurationIsAddressed(simcard::proto::CardState co
       << "\n";
 }
 
-bool SimulatorRun::loadCard(simcard::proto::CardState& state) {
+bool SimulatorRun::readCard(std::string& content) {
   std::string error;
-  if (!simcard::CardFile::load(options.cardFile, state, error)) {
+  if (!simcard::CardFile::read(options.cardFile, content, error)) {
+    err << "emailservice-simulator: cannot load the card file: " << error << "\n";
+    return false;
+  }
+  return true;
+}
+
+bool SimulatorRun::loadCard(std::string const& content, simcard::proto::CardState& state) {
+  std::string error;
+  if (!simcard::CardFile::parse(content, simcard::CardFile::nameOf(options.cardFile), state, error)) {
     err << "emailservice-simulator: cannot load the card file: " << error << "\n";
     return false;
   }

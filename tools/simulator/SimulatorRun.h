@@ -18,8 +18,12 @@ class SimulatorRun final {
   // The process's exit status: 0 for Success and TestEmailSucceeded, 1 for the failure codes,
   // 2 when the card file or the card's files could not be prepared, or when an exception left the
   // library, 3 when the code says sent but an e-mail of the event was not. Runs on the same card
-  // paths wait for each other. --retry: 0 when nothing stays kept, 1 otherwise.
-  int run();
+  // paths wait for each other. --retry: 0 when nothing stays kept, 1 otherwise. `card` is the
+  // card file's content (readCard).
+  int run(std::string const& card);
+  // Reads the card file of the options whole (the standard input for "-", a pipe as it comes),
+  // once: what --check and the run share. False, with the message printed, when it cannot be read.
+  bool readCard(std::string& content);
   // --outbox: prints the kept e-mails; 2 when the library has no outbox.
   int listOutbox();
 
@@ -27,7 +31,7 @@ class SimulatorRun final {
   static std::string describe(emailservice::ErrorCode code);
 
  private:
-  bool loadCard(simcard::proto::CardState& state);
+  bool loadCard(std::string const& content, simcard::proto::CardState& state);
   // Fires the event and reports the result; the library's exceptions pass.
   int fire(simcard::proto::CardState const& state);
   // --retry: sends the kept e-mails again.

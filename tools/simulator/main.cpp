@@ -9,10 +9,12 @@
 #include "CardCheck.h"
 #include "OptionParser.h"
 #include "SimulatorRun.h"
+#include "StandardStreams.h"
 
 namespace {
 
 constexpr int kExitUsage = 2;
+constexpr char kProgram[] = "emailservice-simulator";
 
 // The simulator's own executable, to find the command stand-ins installed next to it.
 std::string programPath(char const* argv0) {
@@ -27,21 +29,19 @@ std::string defaultMaildir() {
 }
 
 // --check: the findings of the card's configurations, before the event. A card file that cannot be
-// loaded is left to the run, which reports it.
-void checkCard(std::string const& cardFile) {
+// parsed is left to the run, which reports it.
+void checkCard(std::string const& cardFile, std::string const& content) {
   tools::CardCheck check(cardFile);
   std::string ignored;
-  if (check.run(ignored)) {
+  if (check.check(content, ignored)) {
     std::ostringstream lines;
     check.printLines(lines);
-    std::cout << (lines.str().empty() ? "Check: no findings in " + cardFile + "\n" : lines.str());
+    std::cout << (lines.str().empty() ? "Check: no findings in " + check.name() + "\n" : lines.str());
   }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::string const program = argc > 0 ? argv[0] : "emailservice-simulator";
+int runTool(int argc, char** argv) {
+  std::string const program = argc > 0 ? argv[0] : kProgram;
   std::vector<std::string> const args(argv + (argc > 0 ? 1 : 0), argv + argc);
   simulator::SimulatorOptions options;
   std::string error;
@@ -50,16 +50,24 @@ int main(int argc, char** argv) {
     return kExitUsage;
   }
   if (options.help || options.version) {
-    std::cout << (options.help ? simulator::OptionParser::usage(program, defaultMaildir())
-                               : tools::BuildProfile::versionText("emailservice-simulator"));
+    std::cout << (options.help ? simulator::OptionParser::usage(kProgram, defaultMaildir())
+                               : tools::BuildProfile::versionText(kProgram));
     return 0;
   }
   simulator::SimulatorRun run(options, programPath(program.c_str()), std::cout, std::cerr);
   if (options.listOutbox) {
     return run.listOutbox();
   }
-  if (options.check) {
-    checkCard(options.cardFile);
+  std::string card;
+  if (!run.readCard(card)) {
+    return kExitUsage;
   }
-  return run.run();
+  if (options.check) {
+    checkCard(options.cardFile, card);
+  }
+  return run.run(card);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return tools::StandardStreams::finish(kProgram, runTool(argc, argv)); }
