@@ -5,7 +5,8 @@ string(JOIN " " emulator_text ${EMAILSERVICE_TEST_EMULATOR})
 
 # End to end: the card simulator with the example card, delivering through a real SMTP server
 # (Debian's python3-aiosmtpd, hence the system Python).
-# The outbox's test runs where the library has the outbox.
+# The outbox's test runs where the library has the outbox; its held alarms, separated by commas.
+string(REPLACE ";" "," hold_alarms_text "${EMAILSERVICE_HOLD_ALARMS}")
 set(outbox_simulator)
 if(EMAILSERVICE_PROFILE_OUTBOX)
   set(outbox_simulator $<TARGET_FILE:emailservice-simulator>)
@@ -16,7 +17,7 @@ foreach(suite DeliveryTest RefusedDeliveryTest FaultTest OutboxTest)
   set_tests_properties(endtoend.${suite} PROPERTIES
     ${EMAILSERVICE_TEST_LOCK}
     TIMEOUT 600
-    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;SIMULATOR_OUTBOX=${outbox_simulator};EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
+    ENVIRONMENT "SIMULATOR=$<TARGET_FILE:emailservice-simulator>;SIMULATOR_OUTBOX=${outbox_simulator};OUTBOX_DIRECTORY=${settings_OUTBOX_DIRECTORY};HOLD_SECONDS=${EMAILSERVICE_HOLD_SECONDS};HOLD_ALARMS=${hold_alarms_text};EMULATOR=${emulator_text};CARD=${PROJECT_SOURCE_DIR}/examples/card.txtpb;PATH_PREFIX=${EMAILSERVICE_PATH_PREFIX}")
 endforeach()
 
 # The command lines of emailservice-check and of the simulator, and the findings of the example

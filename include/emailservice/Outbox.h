@@ -21,9 +21,13 @@ class EMAILSERVICE_EXPORT Outbox {
     std::string configurationName;
     std::string subject;
     std::string recipients;
-    std::int64_t firstAttempt;  // seconds since 1970 UTC
-    std::int32_t attempts;
+    std::int64_t firstAttempt;  // seconds since 1970 UTC (when it was kept, for one never tried)
+    std::int32_t attempts;      // 0: never tried yet (held, or kept behind an earlier one)
     std::string lastReason;
+    bool held;  // the e-mail of a UPS alarm, held until `nextAttempt`
+    // When it may be sent (again), as the wall clock reads now: a held e-mail's due time, a failed
+    // one's next attempt by Outbox::retry() (an event tries it at once).
+    std::int64_t nextAttempt;
   };
 
   Outbox() = delete;

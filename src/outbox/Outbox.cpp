@@ -1,5 +1,6 @@
 #include "emailservice/Outbox.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "outbox/OutboxLog.h"
@@ -32,11 +33,15 @@ std::vector<Outbox::Entry> Outbox::list() {
   if (!store.open(OutboxStore::Use::Read, why)) {
     return kept;
   }
+  OutboxFiles& files = store.files();
+  std::int64_t const now = files.wallSeconds();
   for (auto const& sequence : store.list()) {
     KeptEmail email;
     if (store.read(sequence, email, why)) {
+      std::int64_t const wait = email.due - email.ageAt(files.bootId(), files.bootSeconds());
       kept.push_back(Entry{email.configurationId, email.configurationName, email.subject, email.recipients,
-                           email.firstAttempt, email.attempts, email.lastReason});
+                           email.firstAttempt, email.attempts, email.lastReason, email.held,
+                           now + std::max<std::int64_t>(wait, 0)});
     }
   }
   return kept;

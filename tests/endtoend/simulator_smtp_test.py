@@ -5,7 +5,8 @@
 # every attachment.
 #
 # Environment: SIMULATOR (the simulator executable), SIMULATOR_OUTBOX (the same where the library
-# has the outbox; empty: its tests are skipped), EMULATOR (what starts it on this machine: empty,
+# has the outbox; empty: its tests are skipped), OUTBOX_DIRECTORY, HOLD_SECONDS and HOLD_ALARMS
+# (the outbox's directory and hold, alarms separated by commas), EMULATOR (what starts it on this machine: empty,
 # or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX
 # (the build's card path prefix, empty for the card's own paths).
 
@@ -26,6 +27,9 @@ from aiosmtpd.controller import Controller
 SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ["SIMULATOR"]]
 OUTBOX_SIMULATOR = shlex.split(os.environ.get("EMULATOR", "")) + [os.environ.get("SIMULATOR_OUTBOX", "")]
 CARD = os.environ["CARD"]
+OUTBOX_DIRECTORY = os.environ.get("OUTBOX_DIRECTORY", "")
+HOLD_SECONDS = int(os.environ.get("HOLD_SECONDS") or 0)
+HOLDS_C0DE = HOLD_SECONDS > 0 and "c0de" in os.environ.get("HOLD_ALARMS", "").lower().split(",")
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
 LOG_DIRECTORY = PREFIX + "/flash/log/"
@@ -257,7 +261,7 @@ class RefusedDeliveryTest(SimulatorCase):
 class OutboxTest(SimulatorCase):
     def setUp(self):
         super().setUp()
-        subprocess.run(["rm", "-rf", WORK_DIRECTORY + "outbox"], check=True)
+        subprocess.run(["rm", "-rf", OUTBOX_DIRECTORY], check=True)
 
     def alarm(self, state, **expected):
         return self.fire("--type", "ups", "--level", "critical", "--state", state, "--code", "2B00",
@@ -286,6 +290,38 @@ class OutboxTest(SimulatorCase):
         self.assertIn("Card log: event 42, severity 6: Kept email for Operations configuration delivered (attempt 2",
                       self.output.stdout)
         self.fire("--retry", result=None, status=0, sent=4, simulator=OUTBOX_SIMULATOR)
+
+    def held(self, state, **expected):
+        return self.fire("--type", "ups", "--level", "warning", "--state", state, "--code", "C0DE",
+                         "--description", "Input voltage out of range", simulator=OUTBOX_SIMULATOR, **expected)
+
+    # A blip of a held alarm: cleared before its hold has passed, it sends nothing; each
+    # configuration that would have mailed it has one card log entry.
+    @unittest.skipUnless(HOLDS_C0DE, "this build holds no alarm C0DE")
+    def test_a_blip_of_a_held_alarm_sends_nothing_and_says_so(self):
+        self.held("active", result="Success (0)", status=0, sent=0)
+        self.assertIn("Card log: event 46, severity 6: Email for Operations configuration held for %d s"
+                      % HOLD_SECONDS, self.output.stdout)
+        self.held("cleared", result="Success (0)", status=0, sent=0)
+        for name in ("Operations", "Facilities"):
+            self.assertRegex(self.output.stdout, "Card log: event 47, severity 6: Alarm C0DE was active for [0-9]+ s "
+                                                 "and was not emailed to %s configuration" % name)
+        listing = subprocess.run(OUTBOX_SIMULATOR + ["--outbox"], capture_output=True, text=True, check=True).stdout
+        self.assertIn("Kept e-mails: 0\n", listing)
+
+    # An outage: the held alarm goes out once its hold has passed (the card's timer), then its
+    # cleared alarm as usual.
+    @unittest.skipUnless(HOLDS_C0DE, "this build holds no alarm C0DE")
+    def test_an_outage_of_a_held_alarm_sends_it_late_then_its_cleared_alarm(self):
+        self.held("active", result="Success (0)", status=0, sent=0)
+        listing = subprocess.run(OUTBOX_SIMULATOR + ["--outbox"], capture_output=True, text=True, check=True).stdout
+        self.assertIn("Held until ", listing)
+        time.sleep(HOLD_SECONDS + 1)
+        self.fire("--retry", result=None, status=0, sent=2, simulator=OUTBOX_SIMULATOR)  # both configurations'
+        messages = self.held("cleared", result="Success (0)", status=0, sent=4)
+        self.assertEqual([m["Subject"] for _, m in messages],
+                         [SYSTEM_NAME + " - Alarm - %s - Warning - Input voltage out of range" % state
+                          for state in ("Active", "Active", "Cleared", "Cleared")])
 
     # The first configuration's recipient is refused, the second's is not: Success, exit status 3.
     def test_success_with_an_email_not_sent_has_its_own_exit_status(self):

@@ -377,5 +377,33 @@ TEST_F(PowerCutTest, TheAgeCountsTheTimeUpAcrossRebootsAndAnyWallClock) {
   EXPECT_THAT(outboxEntries(), Contains(HasSubstr("not sent again (attempt 3)")));
 }
 
+// A timer's pass waits after each failure, twice as long each time (the relay is not asked every
+// second, and the attempts last); an event's pass tries at once.
+TEST_F(PowerCutTest, ATimerWaitsLongerAfterEachFailureAnEventTriesAtOnce) {
+  MemoryFiles files;
+  prepare(files);
+  Relay relay(card());
+  relay.down = true;
+  keep(files, kBounds, alarm("1", "A"));
+  auto attemptsAfter = [&files](std::int64_t second, OutboxRetry::Trigger trigger) {
+    files.currentBootSeconds = 1000 + second;
+    OutboxStore store(files, kRoot, kBounds);
+    std::string why;
+    EXPECT_TRUE(store.open(OutboxStore::Use::Change, why)) << why;
+    OutboxRetry(store, trigger, 60).run();
+    KeptEmail kept;
+    EXPECT_TRUE(store.read("0000000001", kept, why)) << why;
+    return kept.attempts;
+  };
+  using Trigger = OutboxRetry::Trigger;
+  // Kept at second 0, due at once; after failed attempt n the wait is 60 s times 2 to the n - 1.
+  EXPECT_EQ(attemptsAfter(0, Trigger::Timer), 2);  // next at 0 + 120
+  EXPECT_EQ(attemptsAfter(119, Trigger::Timer), 2);
+  EXPECT_EQ(attemptsAfter(120, Trigger::Timer), 3);  // next at 120 + 240
+  EXPECT_EQ(attemptsAfter(359, Trigger::Timer), 3);
+  EXPECT_EQ(attemptsAfter(359, Trigger::Event), 4);  // next at 359 + 480
+  EXPECT_EQ(attemptsAfter(838, Trigger::Timer), 4);
+}
+
 }  // namespace
 }  // namespace emailservice::testing

@@ -148,9 +148,14 @@ int SimulatorRun::listOutbox() {
   out << "Kept e-mails: " << kept.size() << "\n";
   for (auto const& email : kept) {
     out << "  Configuration " << email.configurationId << " (" << email.configurationName
-        << ")  To: " << email.recipients << "  Subject: " << email.subject << "\n    Attempts: " << email.attempts
-        << "  First attempt: " << emailservice::formatUtc(email.firstAttempt)
-        << " UTC  Last reason: " << email.lastReason << "\n";
+        << ")  To: " << email.recipients << "  Subject: " << email.subject << "\n";
+    if (email.held) {
+      out << "    Held until " << emailservice::formatUtc(email.nextAttempt) << " UTC\n";
+    } else {
+      out << "    Attempts: " << email.attempts << "  First attempt: " << emailservice::formatUtc(email.firstAttempt)
+          << " UTC  Next attempt: " << emailservice::formatUtc(email.nextAttempt)
+          << " UTC  Last reason: " << email.lastReason << "\n";
+    }
   }
   return 0;
 }
