@@ -84,9 +84,9 @@ std::string EmailGlobalConfig::formatTime(long utcSeconds) { return formatUtc(ut
 
 std::string EmailGlobalConfig::formatNow() { return formatTime(toSeconds(std::time(nullptr))); }
 
-void EmailGlobalConfig::escapeSubjectChars() { subject = escapedForDoubleQuotes(std::move(subject)); }
+void EmailGlobalConfig::escapeSubjectChars() { escapeForDoubleQuotes(subject); }
 
-std::string EmailGlobalConfig::escapedForDoubleQuotes(std::string text) {
+void EmailGlobalConfig::escapeForDoubleQuotes(std::string& text) {
   try {
     for (std::string::size_type position = 0; position < text.size(); ++position) {
       if (text.at(position) == '"' || text.at(position) == '\\') {
@@ -100,7 +100,6 @@ std::string EmailGlobalConfig::escapedForDoubleQuotes(std::string text) {
   } catch (std::exception const&) {
     // The text keeps what was escaped so far; escaping never fails the e-mail.
   }
-  return text;
 }
 
 void EmailGlobalConfig::formatSystemInfo() {

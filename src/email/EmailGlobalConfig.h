@@ -56,8 +56,8 @@ class EmailGlobalConfig {
   // Escapes double quotes and backslashes with a backslash and turns backquotes into single
   // quotes, so that the subject can stand inside a double-quoted shell word.
   void escapeSubjectChars();
-  // `text` escaped as escapeSubjectChars escapes the subject.
-  static std::string escapedForDoubleQuotes(std::string text);
+  // Escapes `text` as escapeSubjectChars escapes the subject.
+  static void escapeForDoubleQuotes(std::string& text);
   // The communication-module block of the banner.
   void formatSystemInfo();
   // The monitored-device block of the banner.

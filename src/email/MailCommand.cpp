@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <memory>
 #include <sstream>
 #include <vector>
 
@@ -37,27 +38,28 @@ bool endedAtDeadline(int exitStatus, double seconds) {
   return deadline > 0 && exitStatus == kSignalBase + kKillSignal && seconds >= deadline;
 }
 
-// Why the command did not hand the message over: the line of its failure text, else the deadline,
-// its signal or its exit status, with the last line of its diagnostics.
-void describeFailure(int exitStatus, double seconds, std::string const& printed, std::string const& diagnostics,
-                     MailOutcome& outcome) {
-  std::string reason;
+}  // namespace
+
+std::string MailOutcome::reason() const {
+  std::string why;
+  if (handedOver) {
+    return why;
+  }
+  if (!startFailure.empty()) {
+    return "the mail command could not run: " + startFailure;
+  }
   if (printed.find(SubmissionRules::kSendFailure) != std::string::npos) {
-    reason = lineOf(printed, SubmissionRules::kSendFailure);
-  } else if (endedAtDeadline(exitStatus, seconds)) {
-    outcome.deadlineEnded = true;
-    outcome.reason = MailCommand::kNoAnswer + std::to_string(settings::kMailDeadlineSeconds) + " s";
-    return;
+    why = lineOf(printed, SubmissionRules::kSendFailure);
+  } else if (deadlineEnded) {
+    return MailCommand::kNoAnswer + std::to_string(settings::kMailDeadlineSeconds) + " s";
   } else if (exitStatus > kSignalBase) {
-    reason = "ended by signal " + std::to_string(exitStatus - kSignalBase);
+    why = "ended by signal " + std::to_string(exitStatus - kSignalBase);
   } else {
-    reason = "exit status " + std::to_string(exitStatus);
+    why = "exit status " + std::to_string(exitStatus);
   }
   std::string const said = lineOf(diagnostics, "");
-  outcome.reason = said.empty() ? reason : reason + " (" + said + ")";
+  return said.empty() ? why : why + " (" + said + ")";
 }
-
-}  // namespace
 
 MailCommand::MailCommand(ComposedEmail const& email)
     : commandText(SubmissionRules::commandText(email)), input(email.body.value_or("")) {}
@@ -66,20 +68,22 @@ MailOutcome MailCommand::run() const {
   MailOutcome outcome;
   try {
     std::stringstream output;
-    std::stringstream diagnostics;
-    auto const start = std::chrono::steady_clock::now();
     // The diagnostics are read where the build logs the reason of a failure; otherwise the
     // command's standard error stays the service's.
-    int const exitStatus = zorvan::exec({"/bin/sh", "-c", commandText}, input, settings::kMailDeadlineSeconds, &output,
-                                        settings::kMailDiagnosticsRead ? &diagnostics : nullptr);
+    auto diagnostics = settings::kMailDiagnosticsRead ? std::make_unique<std::stringstream>() : nullptr;
+    auto const start = std::chrono::steady_clock::now();
+    outcome.exitStatus =
+        zorvan::exec({"/bin/sh", "-c", commandText}, input, settings::kMailDeadlineSeconds, &output, diagnostics.get());
     std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
-    outcome.handedOver = SubmissionRules::handedOver(exitStatus, output.str());
-    if (!outcome.handedOver) {
-      describeFailure(exitStatus, seconds.count(), output.str(), diagnostics.str(), outcome);
-    }
+    outcome.printed = output.str();
+    outcome.diagnostics = diagnostics ? diagnostics->str() : "";
+    outcome.handedOver = SubmissionRules::handedOver(outcome.exitStatus, outcome.printed);
+    // A failure text printed before the deadline ended the command is the reason, not the deadline.
+    outcome.deadlineEnded = !outcome.handedOver && endedAtDeadline(outcome.exitStatus, seconds.count()) &&
+                            outcome.printed.find(SubmissionRules::kSendFailure) == std::string::npos;
   } catch (std::exception const& failure) {
     outcome.handedOver = false;
-    outcome.reason = std::string("the mail command could not run: ") + failure.what();
+    outcome.startFailure = failure.what();
   }
   return outcome;
 }

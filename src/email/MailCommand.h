@@ -12,12 +12,19 @@ namespace emailservice {
 // What came of one run of the mail command.
 struct MailOutcome {
   bool handedOver = false;
-  // Why the message was not handed over: the failure text and the last line of the command's
-  // diagnostics (where the build reads them), its exit status or signal, "no answer within N s",
-  // or why it could not start. Empty when it was handed over.
-  std::string reason;
   // The command was ended at its deadline.
   bool deadlineEnded = false;
+  // How it ended: its exit status (128 + N: ended by signal N), what it printed on its standard
+  // output and on its standard error (where the build reads it), or why it could not start.
+  int exitStatus = 0;
+  std::string printed;
+  std::string diagnostics;
+  std::string startFailure;
+
+  // Why the message was not handed over: the line of the failure text and the last line of the
+  // command's diagnostics, its exit status or signal, "no answer within N s", or why it could not
+  // start. Made when asked (the outbox logs it), not by every run.
+  std::string reason() const;
 };
 
 class MailCommand final {

@@ -9,8 +9,10 @@ namespace emailservice {
 // the recipients are split into words by the shell; neither they nor the paths are quoted. A body
 // given as text comes on the standard input, without the redirection of the body file.
 std::string SubmissionRules::commandText(ComposedEmail const& email) {
+  std::string subject = email.subject;
+  EmailGlobalConfig::escapeForDoubleQuotes(subject);
   std::string text = "sudo -u email sendemail -s \"";
-  text += EmailGlobalConfig::escapedForDoubleQuotes(email.subject);
+  text += subject;
   text += email.attachmentList.empty() ? "\"" : "\" -a";
   text += email.attachmentList;
   text += " -- ";

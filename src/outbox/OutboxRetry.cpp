@@ -102,7 +102,7 @@ void OutboxRetry::send(std::string const& sequence, KeptEmail& email, ComposedEm
   }
   pass.waiting.insert(email.configurationId);
   pass.noAnswer = outcome.deadlineEnded;
-  email.lastReason = OutboxLog::printable(outcome.reason, OutboxLog::kReasonBytes);
+  email.lastReason = OutboxLog::printable(outcome.reason(), OutboxLog::kReasonBytes);
   email.due = age + waitAfter(email.attempts, retrySeconds);
   countFailure(sequence, email, pass);
 }

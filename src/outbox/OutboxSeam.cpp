@@ -116,8 +116,8 @@ void OutboxSeam::afterSending(ComposedEmail const& email, MailOutcome const& out
   OutboxStore::Arrival arrival;
   arrival.alarmCode = event.type == EventType::Ups ? event.code : "";
   if (decision == Decision::Send) {
-    quietly([&] { OutboxLog::notSent(email.configurationName, outcome.reason); });
-    arrival.reason = outcome.reason;
+    quietly([&] { OutboxLog::notSent(email.configurationName, outcome.reason()); });
+    arrival.reason = outcome.reason();
     arrival.due = settings::kOutboxRetrySeconds;
     if (outboxUsable) {
       quietly([&] { keep(email, arrival); });
@@ -139,7 +139,7 @@ void OutboxSeam::afterSending(ComposedEmail const& email, MailOutcome const& out
   }
   MailOutcome const sent = MailCommand(email).run();
   if (!sent.handedOver) {
-    quietly([&] { OutboxLog::notSent(email.configurationName, sent.reason); });
+    quietly([&] { OutboxLog::notSent(email.configurationName, sent.reason()); });
   }
 }
 

@@ -3,7 +3,6 @@
 // a removal) may be refused with an errno or end the process, and the clocks may be set.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -24,11 +23,6 @@ class FaultyFiles final : public OutboxFiles {
   std::optional<std::string> id;
 
   std::size_t steps() const { return stepsMade; }
-  // The bytes that writes were given, and the changes of each kind, since the object was made.
-  std::uint64_t bytesWritten() const { return written; }
-  std::size_t changes(std::string const& name) const {
-    return static_cast<std::size_t>(std::count(made.begin(), made.end(), name));
-  }
 
   int openDirectory(std::string const& path, int& handle) override { return posix().openDirectory(path, handle); }
   int makeDirectory(std::string const& path) override {
@@ -56,7 +50,6 @@ class FaultyFiles final : public OutboxFiles {
     return change("create", [&] { return posix().createFileAt(directory, name, handle); });
   }
   int write(int handle, char const* data, std::size_t size) override {
-    written += size;
     return change("write", [&] { return posix().write(handle, data, size); });
   }
   int sync(int handle) override {
@@ -79,14 +72,11 @@ class FaultyFiles final : public OutboxFiles {
   template <typename Call>
   int change(char const* name, Call const& call) {
     ++stepsMade;
-    made.emplace_back(name);
     int const refused = beforeChange ? beforeChange(stepsMade, name) : 0;
     return refused != 0 ? refused : call();
   }
 
   std::size_t stepsMade = 0;
-  std::uint64_t written = 0;
-  std::vector<std::string> made;
 };
 
 }  // namespace emailservice::testing
