@@ -154,9 +154,11 @@ bool OutboxStore::keep(ComposedEmail const& email, Arrival const& arrival) {
       what = "cannot rename " + pathOf(temporary);
     }
     if (failed == 0) {
-      // A root that cannot be synced leaves the e-mail kept, whole: the next change of the outbox
-      // syncs the root again.
-      static_cast<void>(tree.layer().sync(handle.get()));
+      // The e-mail is in place, whole. A root that cannot be synced for lack of room makes room as
+      // a write does; one that cannot be synced otherwise is synced by the next change.
+      while (isFull(tree.layer().sync(handle.get())) && list().front() != sequence &&
+             drop(list().front(), "the storage is full")) {
+      }
       return true;
     }
     tree.removeTree(handle.get(), temporary);

@@ -2,7 +2,6 @@
 // real /bin/sh: the service deletes, reads, sends and waits on nothing outside what it kept, says
 // what it found in the card's log, and goes on.
 #include <gmock/gmock.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -154,24 +153,6 @@ TEST_F(AttackTest, AnAttemptThatCannotBeCountedGivesTheEmailUp) {
   EXPECT_EQ(Outbox::retry(), ErrorCode::Success);  // nothing stays kept
   EXPECT_THAT(outboxEntries().back(), HasSubstr("given up after 2 attempt(s): the attempt cannot be counted: "));
   EXPECT_TRUE(Outbox::list().empty());
-}
-
-// A full device: the newest alarm wins over the oldest kept e-mail, which is dropped with an entry.
-TEST_F(AttackTest, AFullDeviceKeepsTheNewestAlarm) {
-  storeConfigurations({"7"}, "ops@example.com", kOffice);
-  setenv("HARDENING_FAULT", "refuse", 1);
-  fs::create_directories(kOutboxDirectory);
-  if (::mount("tmpfs", kOutboxDirectory.c_str(), "tmpfs", 0, "size=16k,mode=0711") != 0) {
-    GTEST_SKIP() << "mounting needs root in a mount namespace of its own";
-  }
-  EXPECT_EQ(sendAlarm("first " + std::string(3000, 'a')), ErrorCode::SendError);
-  EXPECT_EQ(sendAlarm("second " + std::string(3000, 'b')), ErrorCode::SendError);
-  auto const kept = keptAlarms();
-  ::umount2(kOutboxDirectory.c_str(), MNT_DETACH);
-  ASSERT_EQ(kept.size(), 1U);
-  EXPECT_EQ(kept[0].substr(0, 7), "second ");
-  EXPECT_THAT(outboxEntries(),
-              Contains("44: Email for Office configuration dropped from the outbox: the storage is full"));
 }
 
 }  // namespace

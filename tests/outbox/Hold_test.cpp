@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -49,20 +50,6 @@ TEST(HoldRuleTest, HoldsActiveUpsAlarmsOfTheLevelsAndCodesNamed) {
   }
 }
 
-// One step of a scenario over the clock, at `second` since its start.
-struct Step {
-  int second;
-  enum { Active, Cleared, Retry, RelayDown, RelayUp, Reboot } what;
-  char const* code;
-};
-
-struct Scenario {
-  char const* name;
-  std::vector<Step> steps;
-  std::vector<std::string> sent;  // the alarms mailed, in order: "Active C0DE", "Cleared C1DE", ...
-  int notEmailed;                 // card log entries of blips
-};
-
 class HoldTest : public RecordingMailTest {
  protected:
   void SetUp() override {
@@ -79,62 +66,44 @@ class HoldTest : public RecordingMailTest {
   FaultyFiles clock;
 };
 
+// The second of a step: a number, "H" (the hold and one second) or "H+N".
+int secondOf(std::string const& text, int hold) {
+  return text[0] == 'H' ? hold + 1 + (text.size() > 1 ? std::stoi(text.substr(2)) : 0) : std::stoi(text);
+}
+
+// The alarms mailed, in order, as the recording sendemail saw their subjects: "Active C0DE ...".
+std::string mailedAlarms(std::string const& sent) {
+  std::string mailed;
+  for (auto at = sent.find(" - Alarm - "); at != std::string::npos; at = sent.find(" - Alarm - ", at + 1)) {
+    auto const colon = sent.find(':', at);
+    auto const code = sent.rfind(" - ", colon) + 3;
+    mailed += (mailed.empty() ? "" : " ") + sent.substr(at + 11, sent.find(' ', at + 11) - at - 11) + " " +
+              sent.substr(code, colon - code);
+  }
+  return mailed;
+}
+
+// Every scenario of hold-scenarios.txt, through whole calls with the storage's clocks set.
 TEST_F(HoldTest, HeldAlarmsOverTheClock) {
-  std::int64_t const hold = settings::kHoldSeconds;
+  int const hold = static_cast<int>(settings::kHoldSeconds);
   if (hold == 0 || hold > 30 || !HoldRule::holds(EmailEvent{EventType::Ups, "", 2, "C0DE", 1, ""}) ||
       !HoldRule::holds(EmailEvent{EventType::Ups, "", 2, "C1DE", 1, ""})) {
     GTEST_SKIP() << "a build that holds alarms C0DE and C1DE for at most 30 s";
   }
-  int const after = static_cast<int>(hold) + 1;
-  Scenario const scenarios[] = {
-      {"cleared before it is due", {{0, Step::Active, "C0DE"}, {1, Step::Cleared, "C0DE"}}, {}, 1},
-      {"cleared after it went out",
-       {{0, Step::Active, "C0DE"}, {after, Step::Retry, ""}, {after + 1, Step::Cleared, "C0DE"}},
-       {"Active C0DE", "Cleared C0DE"},
-       0},
-      {"due when the clearing call comes",
-       {{0, Step::Active, "C0DE"}, {after, Step::Cleared, "C0DE"}},
-       {"Active C0DE", "Cleared C0DE"},
-       0},
-      {"two alarms interleaved",
-       {{0, Step::Active, "C0DE"},
-        {1, Step::Active, "C1DE"},
-        {2, Step::Cleared, "C0DE"},
-        {after + 1, Step::Retry, ""},
-        {after + 2, Step::Cleared, "C1DE"}},
-       {"Active C1DE", "Cleared C1DE"},
-       1},
-      {"flapping five times within the hold",
-       {{0, Step::Active, "C0DE"},
-        {0, Step::Cleared, "C0DE"},
-        {1, Step::Active, "C0DE"},
-        {1, Step::Cleared, "C0DE"},
-        {1, Step::Active, "C0DE"},
-        {1, Step::Cleared, "C0DE"},
-        {2, Step::Active, "C0DE"},
-        {2, Step::Cleared, "C0DE"},
-        {2, Step::Active, "C0DE"},
-        {2, Step::Cleared, "C0DE"},
-        {after + 2, Step::Retry, ""}},
-       {},
-       5},
-      {"across a reboot, still active",
-       {{0, Step::Active, "C0DE"}, {1, Step::Reboot, ""}, {after, Step::Retry, ""}},
-       {"Active C0DE"},
-       0},
-      {"the relay down when it falls due",
-       {{0, Step::Active, "C0DE"},
-        {0, Step::RelayDown, ""},
-        {after, Step::Retry, ""},
-        {after, Step::RelayUp, ""},
-        {after + 1, Step::Cleared, "C0DE"}},
-       {"Active C0DE", "Cleared C0DE"},
-       0},
-      {"a critical alarm is not held", {{0, Step::Active, "1A"}}, {"Active 1A"}, 0},
-  };
   setenv("HARDENING_SENT", "1", 1);
-  for (auto const& scenario : scenarios) {
-    SCOPED_TRACE(scenario.name);
+  std::istringstream scenarios(readFile(EMAILSERVICE_SOURCE_DIR "/tests/outbox/hold-scenarios.txt"));
+  for (std::string line; std::getline(scenarios, line);) {
+    if (line.empty() || line[0] == '#') {
+      continue;
+    }
+    std::vector<std::string> fields;
+    std::istringstream columns(line);
+    for (std::string field; std::getline(columns, field, '|');) {
+      auto const first = field.find_first_not_of(' ');
+      fields.push_back(first == std::string::npos ? "" : field.substr(first, field.find_last_not_of(' ') + 1 - first));
+    }
+    ASSERT_EQ(fields.size(), 4U) << line;
+    SCOPED_TRACE(fields[0]);
     card().reset();
     storeConfigurations({"7"}, "ops@example.com",
                         "name { value: \"Office\" } upsEventTable { warning { subscribed { value: true } } }");
@@ -143,44 +112,41 @@ TEST_F(HoldTest, HeldAlarmsOverTheClock) {
     unsetenv("HARDENING_FAULT");
     std::int64_t bootStart = 1000;
     clock.id = "boot-1";
-    for (auto const& step : scenario.steps) {
-      clock.wall = 1795000000 + step.second;
-      clock.boot = bootStart + step.second;
-      if (step.what == Step::Active || step.what == Step::Cleared) {
-        bool const critical = std::string(step.code) == "1A";
-        EXPECT_EQ(manageEmails(EmailEvent{EventType::Ups, "2026-11-25 10:00:00",
-                                          critical ? EventLevel::Critical : EventLevel::Warning, step.code,
-                                          step.what == Step::Active ? 1 : 0, step.code}),
+    std::istringstream steps(fields[1]);
+    for (std::string step; std::getline(steps, step, ';');) {
+      std::istringstream words(step);
+      std::string when;
+      std::string what;
+      std::string code;
+      words >> when >> what >> code;
+      int const second = secondOf(when, hold);
+      clock.wall = 1795000000 + second;
+      clock.boot = bootStart + second;
+      if (what == "active" || what == "cleared") {
+        std::int32_t const level = code == "1A" ? EventLevel::Critical : EventLevel::Warning;
+        EXPECT_EQ(manageEmails(EmailEvent{EventType::Ups, "2026-11-25 10:00:00", level, code, what == "active", code}),
                   ErrorCode::Success)
-            << "at " << step.second;
-      } else if (step.what == Step::Retry) {
+            << step;
+      } else if (what == "retry") {
         Outbox::retry();
-      } else if (step.what == Step::RelayDown || step.what == Step::RelayUp) {
-        step.what == Step::RelayDown ? setenv("HARDENING_FAULT", "refuse", 1) : unsetenv("HARDENING_FAULT");
+      } else if (what == "down" || what == "up") {
+        what == "down" ? setenv("HARDENING_FAULT", "refuse", 1) : unsetenv("HARDENING_FAULT");
       } else {
+        ASSERT_EQ(what, "reboot");
         clock.id = "boot-2";  // the boot clock starts again
-        bootStart = -step.second;
+        bootStart = -second;
         clock.boot = 0;
       }
     }
-    std::vector<std::string> sent;
-    std::string const lines = fileExists(record + ".sent") ? readFile(record + ".sent") : "";
-    for (auto at = lines.find(" - Alarm - "); at != std::string::npos; at = lines.find(" - Alarm - ", at + 1)) {
-      std::string const state = lines.substr(at + 11, lines.find(' ', at + 11) - at - 11);
-      auto const colon = lines.find(':', at);
-      auto const last = lines.rfind(" - ", colon) + 3;
-      std::string const code = lines.substr(last, colon - last);
-      sent.push_back(state + " " + code);
-    }
-    EXPECT_EQ(sent, scenario.sent);
+    EXPECT_EQ(mailedAlarms(fileExists(record + ".sent") ? readFile(record + ".sent") : ""), fields[2]);
     auto const entries = outboxEntries();
     EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
                             [](std::string const& entry) {
                               return entry.find("47: Alarm C0DE was active for ") == 0 &&
                                      entry.find(" s and was not emailed to Office configuration") != std::string::npos;
                             }),
-              scenario.notEmailed);
-    EXPECT_TRUE(Outbox::list().empty() || !scenario.sent.empty()) << "a held e-mail outlived its alarm";
+              std::stoi(fields[3]));
+    EXPECT_TRUE(Outbox::list().empty() || !fields[2].empty()) << "a held e-mail outlived its alarm";
   }
 }
 

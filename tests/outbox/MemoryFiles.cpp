@@ -7,55 +7,47 @@
 
 namespace emailservice::testing {
 
-MemoryFiles::MemoryFiles() { makeNode(Type::Directory); }
+MemoryFiles::MemoryFiles() { nodes.push_back(Node{}); }
 
-void MemoryFiles::step() {
+// A change: the power goes, or the device is full, when the test says so.
+int MemoryFiles::step(bool fills) {
   if (lastStep != 0 && stepsMade >= lastStep) {
     throw PowerCut{};
   }
   ++stepsMade;
+  return fills && stepsMade == fullStep ? ENOSPC : 0;
 }
 
-int MemoryFiles::makeNode(Type type) {
-  nodes[nextNode].type = type;
-  return nextNode++;
+int MemoryFiles::make(Type type, std::string const& content) {
+  nodes.push_back(Node{type, content, content, {}, {}});
+  return static_cast<int>(nodes.size()) - 1;
 }
 
-int MemoryFiles::nodeOf(int handle) const {
-  auto const open = handles.find(handle);
-  return open == handles.end() ? -1 : open->second.node;
+int MemoryFiles::open(int node) {
+  handles[nextHandle] = Open{node, 0};
+  return nextHandle++;
+}
+
+// The node of `name` in the directory of `handle`: -1 when there is none.
+int MemoryFiles::child(int handle, std::string const& name) const {
+  auto const& names = nodes[static_cast<std::size_t>(handles.at(handle).node)].names;
+  auto const found = names.find(name);
+  return found == names.end() ? -1 : found->second;
 }
 
 int MemoryFiles::resolve(std::string const& path) const {
   int node = 0;
   std::istringstream components(path);
-  for (std::string name; std::getline(components, name, '/');) {
-    if (name.empty()) {
-      continue;
-    }
-    auto const& here = nodes.at(node);
-    if (here.type != Type::Directory) {
-      return -2;
-    }
-    auto const found = here.names.find(name);
-    if (found == here.names.end()) {
-      return -1;
-    }
-    node = found->second;
+  for (std::string name; std::getline(components, name, '/') && node >= 0;) {
+    auto const& names = nodes[static_cast<std::size_t>(node)].names;
+    node = name.empty() ? node : names.count(name) ? names.at(name) : -1;
   }
   return node;
 }
 
-int MemoryFiles::openNode(int node, int& handle) {
-  handle = nextHandle++;
-  handles[handle] = Open{node, 0};
-  return 0;
-}
-
 void MemoryFiles::powerCut(bool tear) {
-  for (auto& entry : nodes) {
-    Node& node = entry.second;
-    std::string const& done = node.content;
+  for (auto& node : nodes) {
+    std::string const done = node.content;
     bool const appended = done.compare(0, node.durableContent.size(), node.durableContent) == 0;
     std::size_t const kept = tear && appended ? (done.size() - node.durableContent.size()) / 2 : 0;
     node.content = node.durableContent + (appended ? done.substr(node.durableContent.size(), kept) : "");
@@ -69,92 +61,97 @@ void MemoryFiles::powerCut(bool tear) {
 std::vector<std::string> MemoryFiles::namesIn(std::string const& path) const {
   std::vector<std::string> names;
   int const node = resolve(path);
-  if (node >= 0 && nodes.at(node).type == Type::Directory) {
-    for (auto const& entry : nodes.at(node).names) {
-      names.push_back(entry.first);
-    }
+  for (auto const& entry : node < 0 ? std::map<std::string, int>{} : nodes[static_cast<std::size_t>(node)].names) {
+    names.push_back(entry.first);
   }
   return names;
 }
 
 int MemoryFiles::openDirectory(std::string const& path, int& handle) {
   int const node = resolve(path);
-  if (node < 0) {
-    return node == -1 ? ENOENT : ENOTDIR;
+  if (node < 0 || nodes[static_cast<std::size_t>(node)].type != Type::Directory) {
+    return node < 0 ? ENOENT : ENOTDIR;
   }
-  return nodes.at(node).type == Type::Directory ? openNode(node, handle) : ENOTDIR;
+  handle = open(node);
+  return 0;
 }
 
+// The parent is synced: the new directory is durable at once.
 int MemoryFiles::makeDirectory(std::string const& path) {
-  step();
+  int const full = step(true);
   auto const slash = path.find_last_of('/');
   int const parent = resolve(path.substr(0, slash));
   std::string const name = path.substr(slash + 1);
-  if (parent < 0 || nodes.at(parent).type != Type::Directory) {
-    return ENOENT;
+  if (full != 0 || parent < 0 || nodes[static_cast<std::size_t>(parent)].names.count(name) != 0) {
+    return full != 0 ? full : parent < 0 ? ENOENT : EEXIST;
   }
-  if (nodes.at(parent).names.count(name) != 0) {
-    return EEXIST;
-  }
-  int const node = makeNode(Type::Directory);
-  nodes.at(parent).names[name] = node;
-  nodes.at(parent).durableNames[name] = node;  // the parent is synced
+  int const node = make(Type::Directory, "");
+  nodes[static_cast<std::size_t>(parent)].names[name] = node;
+  nodes[static_cast<std::size_t>(parent)].durableNames[name] = node;
   return 0;
 }
 
 int MemoryFiles::openDirectoryAt(int directory, std::string const& name, int& handle) {
-  auto const& names = nodes.at(nodeOf(directory)).names;
-  auto const found = names.find(name);
-  if (found == names.end()) {
-    return ENOENT;
-  }
-  Type const type = nodes.at(found->second).type;
+  int const node = child(directory, name);
+  Type const type = node < 0 ? Type::Other : nodes[static_cast<std::size_t>(node)].type;
   if (type != Type::Directory) {
-    return type == Type::Link ? ELOOP : ENOTDIR;
+    return node < 0 ? ENOENT : ENOTDIR;
   }
-  return openNode(found->second, handle);
+  handle = open(node);
+  return 0;
 }
 
 int MemoryFiles::makeDirectoryAt(int directory, std::string const& name) {
-  step();
-  auto& names = nodes.at(nodeOf(directory)).names;
-  if (names.count(name) != 0) {
+  return add(directory, name, Type::Directory, nullptr);
+}
+
+int MemoryFiles::createFileAt(int directory, std::string const& name, int& handle) {
+  return add(directory, name, Type::Regular, &handle);
+}
+
+int MemoryFiles::add(int directory, std::string const& name, Type type, int* handle) {
+  if (int const full = step(true)) {
+    return full;
+  }
+  if (child(directory, name) >= 0) {
     return EEXIST;
   }
-  int const node = makeNode(Type::Directory);
-  nodes.at(nodeOf(directory)).names[name] = node;
+  int const node = make(type, "");
+  nodes[static_cast<std::size_t>(handles.at(directory).node)].names[name] = node;
+  if (handle != nullptr) {
+    *handle = open(node);
+  }
   return 0;
 }
 
 int MemoryFiles::list(int directory, std::vector<std::string>& names) {
   names.clear();
-  for (auto const& entry : nodes.at(nodeOf(directory)).names) {
+  for (auto const& entry : nodes[static_cast<std::size_t>(handles.at(directory).node)].names) {
     names.push_back(entry.first);
   }
   return 0;
 }
 
 int MemoryFiles::statAt(int directory, std::string const& name, Status& status) {
-  auto const& names = nodes.at(nodeOf(directory)).names;
-  auto const found = names.find(name);
-  if (found == names.end()) {
+  int const node = child(directory, name);
+  if (node < 0) {
     return ENOENT;
   }
-  int const handle = nextHandle++;
-  handles[handle] = Open{found->second, 0};
-  int const result = stat(handle, status);
+  int const handle = open(node);
+  stat(handle, status);
   handles.erase(handle);
-  return result;
+  return 0;
 }
 
 int MemoryFiles::stat(int handle, Status& status) {
-  int const node = nodeOf(handle);
-  Node const& found = nodes.at(node);
+  int const node = handles.at(handle).node;
+  Node const& found = nodes[static_cast<std::size_t>(node)];
+  bool const directory = found.type == Type::Directory;
   status = Status{};
   status.type = found.type;
-  status.mode = found.type == Type::Directory ? kDirectoryMode : kFileMode;
+  status.mode = directory ? kDirectoryMode : kFileMode;
   status.size = found.content.size();
-  status.blocks = (found.content.size() + 4095) / 4096 * 4096 + (found.type == Type::Directory ? 4096 : 0);
+  status.blocks = (found.content.size() + 4095) / 4096 * 4096 + (directory ? 4096 : 0);
   status.blockSize = 4096;
   status.inode = static_cast<std::uint64_t>(node);
   return 0;
@@ -165,54 +162,42 @@ int MemoryFiles::openFile(std::string const& path, int& handle) {
   if (found == external.end()) {
     return ENOENT;
   }
-  int const node = makeNode(Type::Regular);
-  nodes.at(node).content = found->second;
-  nodes.at(node).durableContent = found->second;
-  return openNode(node, handle);
+  handle = open(make(Type::Regular, found->second));
+  return 0;
 }
 
 int MemoryFiles::openFileAt(int directory, std::string const& name, int& handle) {
-  auto const& names = nodes.at(nodeOf(directory)).names;
-  auto const found = names.find(name);
-  if (found == names.end()) {
-    return ENOENT;
+  int const node = child(directory, name);
+  Type const type = node < 0 ? Type::Other : nodes[static_cast<std::size_t>(node)].type;
+  if (type != Type::Regular) {
+    return node < 0 ? ENOENT : type == Type::Link ? ELOOP : EINVAL;
   }
-  Type const type = nodes.at(found->second).type;
-  if (type == Type::Link) {
-    return ELOOP;
-  }
-  return type == Type::Regular ? openNode(found->second, handle) : EINVAL;
+  handle = open(node);
+  return 0;
 }
 
 int MemoryFiles::read(int handle, char* buffer, std::size_t size, std::size_t& got) {
   Open& open = handles.at(handle);
-  std::string const& content = nodes.at(open.node).content;
+  std::string const& content = nodes[static_cast<std::size_t>(open.node)].content;
   got = std::min(size, content.size() - std::min(content.size(), open.offset));
   std::memcpy(buffer, content.data() + open.offset, got);
   open.offset += got;
   return 0;
 }
 
-int MemoryFiles::createFileAt(int directory, std::string const& name, int& handle) {
-  step();
-  auto& names = nodes.at(nodeOf(directory)).names;
-  if (names.count(name) != 0) {
-    return EEXIST;
-  }
-  int const node = makeNode(Type::Regular);
-  nodes.at(nodeOf(directory)).names[name] = node;
-  return openNode(node, handle);
-}
-
 int MemoryFiles::write(int handle, char const* data, std::size_t size) {
-  step();
-  nodes.at(nodeOf(handle)).content.append(data, size);
+  if (int const full = step(true)) {
+    return full;
+  }
+  nodes[static_cast<std::size_t>(handles.at(handle).node)].content.append(data, size);
   return 0;
 }
 
 int MemoryFiles::sync(int handle) {
-  step();
-  Node& node = nodes.at(nodeOf(handle));
+  if (int const full = step(true)) {
+    return full;
+  }
+  Node& node = nodes[static_cast<std::size_t>(handles.at(handle).node)];
   node.durableContent = node.content;
   node.durableNames = node.names;
   return 0;
@@ -221,34 +206,27 @@ int MemoryFiles::sync(int handle) {
 void MemoryFiles::close(int handle) { handles.erase(handle); }
 
 int MemoryFiles::renameAt(int fromDirectory, std::string const& from, int toDirectory, std::string const& to) {
-  step();
-  auto& fromNames = nodes.at(nodeOf(fromDirectory)).names;
-  auto& toNames = nodes.at(nodeOf(toDirectory)).names;
-  auto const found = fromNames.find(from);
-  if (found == fromNames.end()) {
+  step(false);
+  int const node = child(fromDirectory, from);
+  if (node < 0) {
     return ENOENT;
   }
-  int const node = found->second;
-  fromNames.erase(found);
-  toNames[to] = node;
+  nodes[static_cast<std::size_t>(handles.at(fromDirectory).node)].names.erase(from);
+  nodes[static_cast<std::size_t>(handles.at(toDirectory).node)].names[to] = node;
   return 0;
 }
 
 int MemoryFiles::removeAt(int directory, std::string const& name, bool isDirectory) {
-  step();
-  auto& names = nodes.at(nodeOf(directory)).names;
-  auto const found = names.find(name);
-  if (found == names.end()) {
+  step(false);
+  int const node = child(directory, name);
+  if (node < 0) {
     return ENOENT;
   }
-  Node const& node = nodes.at(found->second);
-  if (isDirectory != (node.type == Type::Directory)) {
-    return isDirectory ? ENOTDIR : EISDIR;
+  Node const& found = nodes[static_cast<std::size_t>(node)];
+  if (isDirectory != (found.type == Type::Directory) || !found.names.empty()) {
+    return isDirectory ? (found.names.empty() ? ENOTDIR : ENOTEMPTY) : EISDIR;
   }
-  if (isDirectory && !node.names.empty()) {
-    return ENOTEMPTY;
-  }
-  names.erase(found);
+  nodes[static_cast<std::size_t>(handles.at(directory).node)].names.erase(name);
   return 0;
 }
 

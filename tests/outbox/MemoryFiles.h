@@ -28,6 +28,8 @@ class MemoryFiles final : public OutboxFiles {
   std::size_t steps() const { return stepsMade; }
   // The power goes once `steps` steps have been made: the next one throws PowerCut. 0: never.
   void cutAfter(std::size_t steps) { lastStep = steps; }
+  // The device is full at step `step` (a directory or file made, a write or a sync): ENOSPC.
+  void fullAt(std::size_t step) { fullStep = step; }
   // After a PowerCut: the storage as a reboot finds it. Nothing stays open.
   void powerCut(bool tear);
   // The names of a directory, as a path from "/", sorted; empty when it does not exist.
@@ -72,19 +74,21 @@ class MemoryFiles final : public OutboxFiles {
     std::size_t offset;
   };
 
-  void step();
-  int makeNode(Type type);
-  int nodeOf(int handle) const;
-  // The node of `path` from "/"; -1 when a component is missing, -2 when one is not a directory.
+  // A change (one that `fills` the device may find it full): 0, ENOSPC, or a PowerCut.
+  int step(bool fills);
+  int make(Type type, std::string const& content);
+  int open(int node);
+  int child(int handle, std::string const& name) const;
+  // The node of `path` from "/"; -1 when a component is missing.
   int resolve(std::string const& path) const;
-  int openNode(int node, int& handle);
+  int add(int directory, std::string const& name, Type type, int* handle);
 
-  std::map<int, Node> nodes;
+  std::vector<Node> nodes;
   std::map<int, Open> handles;
   std::map<std::string, std::string> external;
   std::size_t stepsMade = 0;
   std::size_t lastStep = 0;
-  int nextNode = 0;
+  std::size_t fullStep = 0;
   int nextHandle = 3;
 };
 

@@ -230,18 +230,11 @@ TEST_F(OutboxTest, TheOutboxDropsTheOldestAndGivesUp) {
   }
   EXPECT_EQ(outboxEntries().back(),
             "43: Kept email for Office configuration given up after 5 attempt(s): at most 5 attempts");
-  // The wall clock set long after the first attempt: not its age.
+  // The wall clock set long after the first attempt is not its age (Durability_test has the age).
   changeOldest([](KeptEmail& c) { c.firstAttempt = 1000; });
   EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
   EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"c", "d"}));
-  changeOldest([](KeptEmail& c) { c.age = settings::kOutboxMaxAgeSeconds; });
-  EXPECT_EQ(Outbox::retry(), ErrorCode::SendError);
-  EXPECT_THAT(outboxEntries(), Contains(HasSubstr("given up after 1 attempt(s): kept more than 86400 s ago")));
-  EXPECT_EQ(keptAlarms(), (std::vector<std::string>{"d"}));
-  // Tried as often as the bound allows, as after a build with fewer attempts.
-  changeOldest([](KeptEmail& d) { d.attempts = 5; });
-  EXPECT_EQ(Outbox::retry(), ErrorCode::Success);
-  EXPECT_THAT(outboxEntries().back(), HasSubstr("given up after 5 attempt(s): at most 5 attempts"));
+  fs::remove_all(kOutboxDirectory);
   EXPECT_EQ(sendAlarm(std::string(70000, 'x')), ErrorCode::SendError);
   EXPECT_TRUE(Outbox::list().empty());
   EXPECT_THAT(outboxEntries().back(), HasSubstr("44: Email for Office configuration not kept: "));
