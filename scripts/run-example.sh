@@ -1,10 +1,14 @@
 #!/bin/sh
 # The library's main job, on a host: builds it in the hardened profile, which keeps e-mails that
-# could not be sent in an outbox (docs/outbox.md), with the simulated card; checks the example
-# card's e-mail configurations (examples/card.txtpb) and sends a test e-mail through a real SMTP
-# server on the loopback. Then the mail relay goes down: a UPS alarm cannot be sent, is kept, and
-# the card's log says why. The relay comes back: the cleared alarm's call delivers the kept alarm
-# first, then its own e-mails, then a periodic report goes out. Lists what arrived, in order.
+# could not be sent in an outbox (docs/outbox.md), here on the card's persistent storage and with
+# a 30 s hold of the UPS's alarms that are not critical, with the simulated card; checks the
+# example card's e-mail configurations (examples/card.txtpb) and sends a test e-mail through a real
+# SMTP server on the loopback. Then the mail relay goes down: a UPS alarm cannot be sent, is kept,
+# and the card's log says why. The card reboots (its memory, the work directory, is emptied); the
+# relay comes back: the cleared alarm's call delivers the kept alarm first, then its own e-mails.
+# A blip of the input voltage (active, cleared two seconds later) sends nothing and is one line in
+# the card's log per configuration; an outage sends its alarm once the hold has passed, then its
+# cleared alarm. A periodic report goes out. Lists what arrived, in order.
 #
 # Every command is printed before it runs, ready to be pasted (from the repository's top).
 # Environment: MAILDIR (default build/example-mail) is where the SMTP server delivers; it is
@@ -51,7 +55,8 @@ step scripts/install-deps.sh main
 build=build/example
 prefix=
 [ "$(id -u)" -eq 0 ] || prefix=-DEMAILSERVICE_PATH_PREFIX=$root/$build/card
-quietly cmake --preset release -B "$build" -DEMAILSERVICE_HARDENED_SUBMISSION=ON ${prefix:+"$prefix"}
+quietly cmake --preset release -B "$build" -DEMAILSERVICE_HARDENED_SUBMISSION=ON \
+  -DEMAILSERVICE_OUTBOX_DIRECTORY=/flash/emailService/outbox -DEMAILSERVICE_HOLD_SECONDS=30 ${prefix:+"$prefix"}
 quietly cmake --build "$build" -j "$(nproc)" --target emailservice-simulator
 
 maildir=${MAILDIR:-$root/build/example-mail}
@@ -90,9 +95,14 @@ fire() {
   step "$simulator" --card "$card" --smtp "smtp://127.0.0.1:$port" "$@" || echo "(exit status $?)"
 }
 
+card_root=${prefix:+$root/$build/card}
+voltage() {
+  fire --type ups --level warning --code 2C10 --description "Input voltage out of range" "$@"
+}
+
 say "The SMTP server is up on the loopback; a test e-mail from the example card"
 start_server
-step rm -rf "${prefix:+$root/$build/card}/tmp/emailService/outbox"  # what an earlier run left kept
+step rm -rf "$card_root/flash/emailService/outbox"  # what an earlier run left kept
 fire --check --type test --code 1 --log
 
 say "The mail relay goes down: the UPS goes on battery, its alarm cannot be sent and is kept"
@@ -100,10 +110,25 @@ stop_server
 fire --type ups --level critical --state active --code 2B00 --description "On battery"
 step "$simulator" --outbox
 
+say "The card reboots: its memory, the work directory, is empty; the outbox on its flash is not"
+step rm -rf "$card_root/tmp/emailService"
+step "$simulator" --outbox
+
 say "The relay is back: the cleared alarm's call first delivers the kept alarm, then its own e-mails"
 start_server
 fire --type ups --level critical --state cleared --code 2B00 --description "On battery"
+
+say "A blip of the input voltage: held for 30 s, cleared 2 s later: no e-mail, a line in the card's log"
+voltage --state active
+step sleep 2
+voltage --state cleared
+
+say "An outage of the input voltage: held, sent by the card's timer once 30 s have passed, then cleared"
+voltage --state active
 step "$simulator" --outbox
+step sleep 31
+step "$simulator" --card "$card" --smtp "smtp://127.0.0.1:$port" --retry
+voltage --state cleared
 fire --type periodic --code 1
 stop_server
 
