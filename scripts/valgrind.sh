@@ -7,20 +7,22 @@
 # forked child, which then ends without reporting the failure, so the run looks like a success.
 # scripts/valgrind.supp names what is not a leak of ours (Protocol Buffers' descriptor pool).
 #
-#   scripts/valgrind.sh [BUILD_DIR [ctest arguments...]]
+#   scripts/valgrind.sh [PRESET [ctest arguments...]]
 #
-# BUILD_DIR (default build/default, the default preset's) is configured if needed and built first;
-# it must be a build without sanitizers. Example: scripts/valgrind.sh build/default -R hardening
+# PRESET (default "default"; e.g. "hardened"): a test preset without sanitizers. It is built in
+# build/memcheck-PRESET with the card's paths under build/memcheck-PRESET/card: valgrind would
+# trace only the launcher that gives each test program private card paths (a shell script that
+# starts it through unshare), so the programs run one at a time on the prefixed paths instead.
+# Example: scripts/valgrind.sh hardened -R 'Outbox|Durability|Hold|Attack'
 set -eu
 
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh tools
-build="${1:-build/default}"
+preset="${1:-default}"
 [ $# -gt 0 ] && shift
+build="build/memcheck-$preset"
 
-if [ ! -f "$build/CMakeCache.txt" ]; then
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug
-fi
+cmake --preset "$preset" -B "$build" -DEMAILSERVICE_PATH_PREFIX="$PWD/$build/card" >/dev/null
 cmake --build "$build" -j "$(nproc)"
 # Programs run about twenty times slower under valgrind, hence the long timeout.
 ctest --test-dir "$build" -T memcheck -E '^endtoend\.|^BadInputTest\.ACommandTooLongForTheSystemIsAFailedSending$' --timeout 1800 --output-on-failure \
