@@ -89,6 +89,14 @@ std::vector<std::string> wholeEmails(OutboxFiles& files, std::string const& root
   return bodies;
 }
 
+// The work files of alarms A, B and C, outside the outbox.
+void putWorkFiles(MemoryFiles& files) {
+  for (auto const* body : {"A", "B", "C"}) {
+    files.putExternal(std::string("/work/") + body + ".txt", body);
+  }
+  files.putExternal("/work/logAlarm.csv", "alarms");
+}
+
 // A phase of the outbox's work: what is kept before it, the work, and what it leaves kept.
 struct Phase {
   char const* name;
@@ -136,10 +144,7 @@ TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
                      std::to_string(step));
         card().reset();
         MemoryFiles files;
-        for (auto const* body : {"A", "B", "C"}) {
-          files.putExternal(std::string("/work/") + body + ".txt", body);
-        }
-        files.putExternal("/work/logAlarm.csv", "alarms");
+        putWorkFiles(files);
         Relay relay(card());
         for (std::size_t i = 0; i < phase.keptBefore.size(); ++i) {
           keep(files, kBounds, alarm(std::to_string(i + 1), phase.keptBefore[i]));
@@ -216,8 +221,7 @@ TEST_F(DurabilityTest, AKillAtEveryStepOfKeepingLeavesWholeEmailsOnly) {
 // the system was up since the e-mail was kept, across reboots, whatever the wall clock says.
 TEST_F(DurabilityTest, TheAgeCountsTheTimeUpAcrossRebootsAndAnyWallClock) {
   MemoryFiles files;
-  files.putExternal("/work/A.txt", "A");
-  files.putExternal("/work/logAlarm.csv", "alarms");
+  putWorkFiles(files);
   Relay relay(card());
   relay.down = true;
   std::int64_t const maxAge = settings::kOutboxMaxAgeSeconds;
@@ -246,8 +250,7 @@ TEST_F(DurabilityTest, TheAgeCountsTheTimeUpAcrossRebootsAndAnyWallClock) {
 // second, and the attempts last); an event's pass tries at once.
 TEST_F(DurabilityTest, ATimerWaitsLongerAfterEachFailureAnEventTriesAtOnce) {
   MemoryFiles files;
-  files.putExternal("/work/A.txt", "A");
-  files.putExternal("/work/logAlarm.csv", "alarms");
+  putWorkFiles(files);
   Relay relay(card());
   relay.down = true;
   keep(files, kBounds, alarm("1", "A"));  // due at once
