@@ -35,6 +35,14 @@ bool HoldRule::holds(EmailEvent const& event, std::initializer_list<char const*>
   return false;
 }
 
+bool HoldRule::sameAlarm(std::string const& code, std::string const& other) {
+  try {
+    return std::stoi(code, nullptr, 16) == std::stoi(other, nullptr, 16);
+  } catch (std::exception const&) {
+    return code == other;
+  }
+}
+
 bool HoldRule::holds(EmailEvent const& event) {
   return settings::kHoldSeconds > 0 && holds(event, settings::kHoldLevels, settings::kHoldCodes);
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <string>
 
 #include "emailservice/EmailEvent.h"
 
@@ -21,6 +22,9 @@ class HoldRule final {
                     std::initializer_list<std::int64_t> codes);
   // The same, with the build's settings; never with a hold of 0 seconds.
   static bool holds(EmailEvent const& event);
+  // Whether two event codes name the same alarm: the same number as the filters read codes, or,
+  // where one does not read as a number, the same text.
+  static bool sameAlarm(std::string const& code, std::string const& other);
 };
 
 }  // namespace emailservice

@@ -1,5 +1,7 @@
 #include "outbox/OutboxLog.h"
 
+#include <mutex>
+
 #include "UtcTime.h"
 #include "cdsapi/dataLog.h"
 
@@ -48,8 +50,33 @@ void OutboxLog::unreadableDropped(std::string const& sequence, std::string const
            "Kept email " + sequence + " dropped from the outbox: " + printable(why, kReasonBytes));
 }
 
+namespace {
+
+// The reason of the last pass that could not begin, in this process.
+std::mutex lastRefusalMutex;
+std::string lastRefusal;
+
+}  // namespace
+
 void OutboxLog::notRetried(std::string const& why) {
+  {
+    std::lock_guard<std::mutex> const lock(lastRefusalMutex);
+    if (why == lastRefusal) {
+      return;
+    }
+    lastRefusal = why;
+  }
   logEntry(kNotSentAgain, cdsapi::SEVERITY_WARNING, "Kept emails not sent again: " + printable(why, kReasonBytes));
+}
+
+void OutboxLog::retriesBegan() {
+  std::lock_guard<std::mutex> const lock(lastRefusalMutex);
+  lastRefusal.clear();
+}
+
+void OutboxLog::notRemoved(std::string const& sequence, std::string const& name, std::string const& why) {
+  std::string const whose = name.empty() ? "Kept email " + sequence : configuration("Email for ", name);
+  logEntry(kDropped, cdsapi::SEVERITY_WARNING, whose + " not removed from the outbox: " + printable(why, kReasonBytes));
 }
 
 void OutboxLog::lostKeeping(std::string const& sequence) {

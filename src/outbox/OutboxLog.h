@@ -37,8 +37,14 @@ class OutboxLog final {
   // "Kept email SEQUENCE dropped from the outbox: WHY", for a damaged one: whose it was is lost
   // with its record, or its record says it but a piece of it is damaged.
   static void unreadableDropped(std::string const& sequence, std::string const& why);
-  // "Kept emails not sent again: WHY", for a pass that could not begin.
+  // "Kept emails not sent again: WHY", for a pass that could not begin: once for a reason, until a
+  // pass begins again (a timer may try every second).
   static void notRetried(std::string const& why);
+  // A pass began: the next reason that stops one is logged again.
+  static void retriesBegan();
+  // "Email for NAME configuration not removed from the outbox: WHY", or "Kept email SEQUENCE ..."
+  // where whose it is cannot be read.
+  static void notRemoved(std::string const& sequence, std::string const& name, std::string const& why);
   // "Email kept as SEQUENCE lost: its keeping was cut short", for what a crash or a power cut left
   // of a keep.
   static void lostKeeping(std::string const& sequence);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "email/MailCommand.h"
+#include "outbox/HoldRule.h"
 #include "outbox/OutboxLog.h"
 
 namespace emailservice {
@@ -33,6 +34,7 @@ OutboxRetry::OutboxRetry(OutboxStore& outbox, Trigger by, std::int64_t firstWait
     : store(outbox), trigger(by), retrySeconds(firstWait) {}
 
 bool OutboxRetry::run() const {
+  OutboxLog::retriesBegan();
   store.removeLeftovers();
   Pass pass;
   for (auto const& sequence : store.list()) {
@@ -69,7 +71,7 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
   } else if (waits(email, age, pass)) {
     ++pass.remaining;
     if (email.held) {
-      pass.holding.emplace(email.configurationId, email.alarmCode);
+      pass.holding.emplace_back(email.configurationId, email.alarmCode);
     } else {
       pass.waiting.insert(email.configurationId);
     }
@@ -80,8 +82,11 @@ void OutboxRetry::take(std::string const& sequence, Pass& pass) const {
 
 bool OutboxRetry::waits(KeptEmail const& email, std::int64_t age, Pass const& pass) const {
   bool const timed = email.held || (trigger == Trigger::Timer && email.attempts > 0);
-  return pass.noAnswer || pass.waiting.count(email.configurationId) != 0 ||
-         pass.holding.count({email.configurationId, email.alarmCode}) != 0 || (timed && age < email.due);
+  bool const heldAhead = std::any_of(pass.holding.begin(), pass.holding.end(), [&email](auto const& held) {
+    return held.first == email.configurationId && !email.alarmCode.empty() &&
+           HoldRule::sameAlarm(held.second, email.alarmCode);
+  });
+  return pass.noAnswer || pass.waiting.count(email.configurationId) != 0 || heldAhead || (timed && age < email.due);
 }
 
 void OutboxRetry::send(std::string const& sequence, KeptEmail& email, ComposedEmail const& composed, std::int64_t age,
@@ -139,8 +144,8 @@ bool OutboxRetry::remove(std::string const& sequence, std::string const& name, P
   }
   pass.stuck = true;
   ++pass.remaining;
-  OutboxLog::dropped(name, "not removed from the outbox",
-                     "cannot remove " + store.directory() + "/" + sequence + "; the retries stop until it can be");
+  OutboxLog::notRemoved(sequence, name,
+                        "cannot remove " + store.directory() + "/" + sequence + "; the retries stop until it can be");
   return false;
 }
 

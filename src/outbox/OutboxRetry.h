@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "BuildSettings.h"
 #include "outbox/OutboxStore.h"
@@ -33,8 +34,8 @@ class OutboxRetry final {
  private:
   // What one pass has learnt so far.
   struct Pass {
-    std::set<std::string> waiting;                          // configurations whose kept e-mail was not sent
-    std::set<std::pair<std::string, std::string>> holding;  // configurations and alarms held
+    std::set<std::string> waiting;                             // configurations whose kept e-mail was not sent
+    std::vector<std::pair<std::string, std::string>> holding;  // configurations and alarms held
     bool noAnswer = false;  // a sending ended at its deadline: no more sending in this pass
     bool stuck = false;     // a kept e-mail could not be removed: the pass ends
     std::size_t remaining = 0;

@@ -3,6 +3,7 @@
 // configuration go out in order.
 #include "outbox/OutboxSeam.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "BuildSettings.h"
@@ -18,29 +19,42 @@ namespace {
 // Whether the call in progress on this thread may change the outbox: set while a Call lasts.
 thread_local bool outboxUsable = false;
 
-// What the outbox holds for `configurationId` before `event`: the held e-mail of the alarm that
-// the event clears is dropped (Dropped); an e-mail tried and not sent yet keeps later ones behind.
+// What becomes of the e-mail of `configurationId` for `event`, as the outbox holds it: every held
+// e-mail of the alarm that the event clears is dropped, and the cleared one with them (Dropped,
+// one entry); an alarm reported active again while held is not kept twice; an e-mail tried and
+// not sent yet keeps later ones behind. Where the call may keep nothing (`mayKeep`), only drops.
 OutboxSeam::Decision decide(OutboxStore& store, std::string const& configurationId, std::string const& name,
-                            EmailEvent const& event) {
+                            EmailEvent const& event, bool mayKeep) {
+  bool const clears = event.type == EventType::Ups && event.state == 0;
+  bool const holds = mayKeep && HoldRule::holds(event);
   bool behind = false;
+  std::string dropped;  // the code of the held alarm dropped, as it became active
+  std::int64_t activeFor = 0;
   std::string why;
+  OutboxFiles& files = store.files();
   for (auto const& sequence : store.list()) {
     KeptEmail email;
     if (!store.read(sequence, email, why) || email.configurationId != configurationId) {
       continue;
     }
-    bool const clears = email.held && event.type == EventType::Ups && event.state == 0 && email.alarmCode == event.code;
-    if (clears && store.remove(sequence)) {
-      OutboxFiles& files = store.files();
-      OutboxLog::notEmailed(name, event.code, email.ageAt(files.bootId(), files.bootSeconds()));
+    bool const sameAlarm = email.held && HoldRule::sameAlarm(email.alarmCode, event.code);
+    if (sameAlarm && clears && store.remove(sequence)) {
+      activeFor = std::max(activeFor, email.ageAt(files.bootId(), files.bootSeconds()));
+      dropped = email.alarmCode;
+    } else if (sameAlarm && holds) {
       return OutboxSeam::Decision::Dropped;
+    } else {
+      behind = behind || email.attempts > 0;
     }
-    behind = behind || email.attempts > 0;
   }
-  if (HoldRule::holds(event)) {
+  if (!dropped.empty()) {
+    OutboxLog::notEmailed(name, dropped, activeFor);
+    return OutboxSeam::Decision::Dropped;
+  }
+  if (holds) {
     return OutboxSeam::Decision::Hold;
   }
-  return behind ? OutboxSeam::Decision::KeepBehind : OutboxSeam::Decision::Send;
+  return behind && mayKeep ? OutboxSeam::Decision::KeepBehind : OutboxSeam::Decision::Send;
 }
 
 // Runs `step`; an exception (of the card's log, or of memory) ends only that step.
@@ -91,16 +105,16 @@ OutboxSeam::Call::~Call() { outboxUsable = false; }
 // depends on them.
 OutboxSeam::Decision OutboxSeam::beforeSending(std::string const& configurationId, std::string const& name,
                                                EmailEvent const& event) {
-  if (!outboxUsable || event.type == EventType::Test || event.type == EventType::Periodic) {
+  if (event.type == EventType::Test || event.type == EventType::Periodic) {
     return Decision::Send;
   }
   try {
     OutboxStore store;
     std::string why;
     if (store.open(OutboxStore::Use::Change, why)) {
-      return decide(store, configurationId, name, event);
+      return decide(store, configurationId, name, event, outboxUsable);
     }
-    return HoldRule::holds(event) ? Decision::Hold : Decision::Send;
+    return outboxUsable && HoldRule::holds(event) ? Decision::Hold : Decision::Send;
   } catch (std::exception const&) {
     return Decision::Send;
   }

@@ -33,9 +33,11 @@ class OutboxSeam final {
     Send,        // handed to the mail command now
     Hold,        // a UPS alarm that the build holds: kept, and sent once the hold has passed
     KeepBehind,  // kept behind an earlier e-mail of its configuration that was not sent yet
-    Dropped,     // the cleared alarm of a held e-mail, which is dropped: neither is mailed
+    Dropped,     // nothing is mailed: a cleared alarm whose held e-mail is dropped with it, or an
+                 // alarm reported active again while its first e-mail is held
   };
-  // In the call on this thread. Never raises.
+  // In the call on this thread. A call without the call lock keeps nothing, but still drops a held
+  // e-mail with its cleared alarm, so that the cleared one never comes first. Never raises.
   static Decision beforeSending(std::string const& configurationId, std::string const& configurationName,
                                 EmailEvent const& event);
   // After `email` was composed and, when `decision` was Send, handed to the mail command: a

@@ -217,7 +217,7 @@ bool OutboxStore::drop(std::string const& sequence, std::string const& why) {
   bool const named = read(sequence, dropped, unreadable);
   std::string const name = named ? dropped.configurationName : "";
   if (!remove(sequence)) {
-    OutboxLog::dropped(name, "not removed from the outbox", "cannot remove " + pathOf(sequence));
+    OutboxLog::notRemoved(sequence, name, "cannot remove " + pathOf(sequence));
     return false;
   }
   if (named) {

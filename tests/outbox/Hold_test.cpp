@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "BuildSettings.h"
+#include "dispatch/CallLock.h"
 #include "emailservice/Outbox.h"
 #include "outbox/FaultyFiles.h"
 #include "outbox/HoldRule.h"
@@ -109,6 +110,7 @@ TEST_F(HoldTest, HeldAlarmsOverTheClock) {
                         "name { value: \"Office\" } upsEventTable { warning { subscribed { value: true } } }");
     fs::remove_all(kOutboxDirectory);
     fs::remove(record + ".sent");
+    fs::remove_all(CallLock::path());
     unsetenv("HARDENING_FAULT");
     std::int64_t bootStart = 1000;
     clock.id = "boot-1";
@@ -129,6 +131,9 @@ TEST_F(HoldTest, HeldAlarmsOverTheClock) {
             << step;
       } else if (what == "retry") {
         Outbox::retry();
+      } else if (what == "unlock") {
+        fs::remove(CallLock::path());
+        fs::create_directory(CallLock::path());
       } else if (what == "down" || what == "up") {
         what == "down" ? setenv("HARDENING_FAULT", "refuse", 1) : unsetenv("HARDENING_FAULT");
       } else {
