@@ -197,6 +197,7 @@ std::string recipientsOf(std::string const& command) {
 // scenarios.
 std::vector<std::vector<std::string>> asCompared(std::vector<std::string> const& commands) {
   std::vector<std::vector<std::string>> compared;
+  compared.reserve(commands.size());
   for (auto const& command : commands) {
     compared.push_back(settings::kHardened ? shellWords(command) : std::vector<std::string>{command});
   }
