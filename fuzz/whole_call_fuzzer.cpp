@@ -7,8 +7,8 @@
 // configuration after the template (at most one in all for Test and Periodic events); every
 // mail command is "sudo -u email sendemail -s "<escaped subject>"[ -a<attachments>] -- <recipients>
 // < <work file>" with the subject escaped, known attachment paths, and the recipients and work
-// file of one enabled configuration; in the hardened profile the same words, each piece of data
-// one single-quoted word.
+// file of one enabled configuration; in the hardened profile sendemail's subject option first and
+// the quoted work file of one enabled configuration last.
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -23,6 +23,7 @@
 #include "dravo_config.pb.h"
 #include "emailservice/EmailEvent.h"
 #include "emailservice/EmailService.h"
+#include "email/ShellQuote.h"
 #include "simcard/SimulatedCard.h"
 
 namespace {
@@ -79,66 +80,17 @@ void checkMailCommand(std::string const& command, std::string const& systemName,
   check(matched, "known attachments, then the recipients and work file of one enabled configuration", command);
 }
 
-// The words of a hardened command after its head: each a single-quoted word, or one of the
-// literal "-a", "--" and "<"; one blank between words.
-std::vector<std::string> hardenedWords(std::string const& rest, std::vector<bool>& quoted) {
-  std::vector<std::string> words;
-  std::size_t at = 0;
-  while (at < rest.size()) {
-    std::size_t end = at;
-    while (end < rest.size() && rest[end] != ' ') {
-      end = rest[end] == '\'' ? rest.find('\'', end + 1) + 1 : end + 1;
-      check(end != 0, "the quotes of a word are closed", rest);
-    }
-    std::string const word = rest.substr(at, end - at);
-    bool const literal = word == "-a" || word == "--" || word == "<";
-    words.push_back(literal ? word : emailservice::fuzz::readSingleQuoted(word));
-    quoted.push_back(!literal);
-    at = end + 1;
-  }
-  return words;
-}
-
-// Where the hardened command gets a configuration's recipients and work file: the recipient text
-// without NUL bytes, split at blanks, tabs and line feeds, as words joined by blanks.
-std::string recipientWords(std::string text) {
-  text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
-  std::string joined;
-  for (auto begin = text.find_first_not_of(" \t\n"); begin != std::string::npos;) {
-    auto const end = text.find_first_of(" \t\n", begin);
-    joined += (joined.empty() ? "" : " ") + text.substr(begin, end - begin);
-    begin = text.find_first_not_of(" \t\n", end);
-  }
-  return joined;
-}
-
-void checkHardenedMailCommand(std::string const& command, std::string const& systemName,
-                              std::vector<std::string> const& recipientsAndWorkFiles) {
-  std::string const head = "sudo -u email sendemail -s ";
+// The hardened command: its head, then every piece of data quoted as ShellQuote quotes it (the
+// subject target fuzzes that), ending at the quoted work file of one enabled configuration.
+void checkHardenedMailCommand(std::string const& command, std::vector<std::string> const& workFiles) {
+  std::string const head = "sudo -u email sendemail -s '";
   check(command.compare(0, head.size(), head) == 0, "the command starts with sudo and sendemail's subject option",
         command);
-  std::vector<bool> quoted;
-  std::vector<std::string> const words = hardenedWords(command.substr(head.size()), quoted);
-  std::string name = systemName;
-  name.erase(std::remove(name.begin(), name.end(), '\0'), name.end());
-  std::replace(name.begin(), name.end(), '`', '\'');
-  check(!words.empty() && quoted[0] && words[0].compare(0, name.size(), name) == 0,
-        "the subject is one word that starts with the system name", command);
-  auto const options = std::find(words.begin(), words.end(), "--");
-  check(options != words.end() && words.size() >= 4 && words.end()[-2] == "<" && quoted.back(),
-        "the recipients after --, then < and the work file", command);
-  std::string attachments;
-  for (auto word = words.begin() + 1; word != options; ++word) {
-    attachments += " " + *word;
-  }
-  check(attachmentsAreKnown(attachments), "known attachments", command);
-  std::string recipients;
-  for (auto word = options + 1; word != words.end() - 2; ++word) {
-    recipients += (recipients.empty() ? "" : " ") + *word;
-  }
-  std::string const tail = recipients + " < " + words.back();
-  check(std::find(recipientsAndWorkFiles.begin(), recipientsAndWorkFiles.end(), tail) != recipientsAndWorkFiles.end(),
-        "the recipients and work file of one enabled configuration", command);
+  bool const ends = std::any_of(workFiles.begin(), workFiles.end(), [&](std::string const& workFile) {
+    std::string const end = " < " + emailservice::ShellQuote::word(workFile);
+    return command.size() > end.size() && command.compare(command.size() - end.size(), end.size(), end) == 0;
+  });
+  check(ends, "the command ends with the work file of one enabled configuration", command);
 }
 
 }  // namespace
@@ -190,13 +142,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   check(result >= -2 && result <= 1, "the result is one of the four codes", std::to_string(result));
   std::vector<std::string> tails;
-  std::vector<std::string> hardenedTails;
+  std::vector<std::string> workFiles;
   for (int i = 1; i < list.configurations_size(); ++i) {
     auto const& configuration = list.configurations(i);
     if (configuration.enabled().value()) {
       std::string const workFile = kWork + configuration.id().value() + suffixOf(event.type);
       tails.push_back(configuration.recipients().value() + " < " + workFile);
-      hardenedTails.push_back(recipientWords(configuration.recipients().value()) + " < " + workFile);
+      workFiles.push_back(workFile);
     }
   }
   bool const addressed = event.type == emailservice::EventType::Test || event.type == emailservice::EventType::Periodic;
@@ -205,7 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   std::string const systemName = friendlyName.empty() ? physicalName : friendlyName;
   for (auto const& command : mailCommands) {
     if (emailservice::settings::kHardened) {
-      checkHardenedMailCommand(command, systemName, hardenedTails);
+      checkHardenedMailCommand(command, workFiles);
     } else {
       checkMailCommand(command, systemName, tails);
     }

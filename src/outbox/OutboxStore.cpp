@@ -250,7 +250,11 @@ int OutboxStore::write(std::string const& temporary, ComposedEmail const& email,
   }
   for (std::size_t i = 0; i < email.attachments.size(); ++i) {
     if ((failed = tree.copyIn(email.attachments[i], attachments.get(), record.attachments[i], sourceFailed)) != 0) {
-      what = sourceFailed ? "cannot read " + email.attachments[i] : what + "/" + kAttachments;
+      if (sourceFailed) {
+        what = "cannot read " + email.attachments[i];
+      } else {
+        what.append("/").append(kAttachments);
+      }
       return failed;
     }
   }

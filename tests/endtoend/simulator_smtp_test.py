@@ -10,7 +10,6 @@
 # or for a cross build e.g. "qemu-arm -L SYSROOT"), CARD (the example card), PATH_PREFIX
 # (the build's card path prefix, empty for the card's own paths).
 
-import calendar
 import email
 import email.policy
 import os
@@ -32,7 +31,6 @@ HOLD_SECONDS = int(os.environ.get("HOLD_SECONDS") or 0)
 HOLDS_C0DE = HOLD_SECONDS > 0 and "c0de" in os.environ.get("HOLD_ALARMS", "").lower().split(",")
 PREFIX = os.environ.get("PATH_PREFIX", "")
 WORK_DIRECTORY = PREFIX + "/tmp/emailService/"
-LOG_DIRECTORY = PREFIX + "/flash/log/"
 UPS_RECORDS = PREFIX + "/tmp/logMeasures/ups/records.csv"
 SENSOR_RECORDS = PREFIX + "/tmp/logMeasures/sensors/records.csv"
 
@@ -40,6 +38,10 @@ SYSTEM_NAME = "Server room UPS"
 OPERATIONS = ["ops@example.com"]
 FACILITIES = ["facilities@example.com", "noc@example.com"]
 SYSTEM_LOGS = ["logUpdate.csv", "logAccount.csv", "logSession.csv", "logSystem.csv"]
+
+
+def system_logs():
+    return {name: read(WORK_DIRECTORY + name) for name in SYSTEM_LOGS}
 
 
 # An SMTP handler that keeps every delivered message with its envelope recipients, or refuses
@@ -80,21 +82,6 @@ def period_start(configuration_id):
     block = re.search(r'id \{ value: "%s" \}.*?periodStart \{ value: (\d+) \}' % configuration_id, read(CARD).decode(),
                       re.S)
     return int(block.group(1))
-
-
-# What the card's log script keeps of a log: its header and its last `count` lines.
-def log_tail(name, count=25):
-    lines = read(LOG_DIRECTORY + name).splitlines(keepends=True)
-    return b"".join(lines[:1] + lines[1:][-count:])
-
-
-# A log cut from a UTC time: its header and every line from the first one stamped at or after it.
-def log_from(name, start):
-    lines = read(LOG_DIRECTORY + name).splitlines(keepends=True)
-    for index, line in enumerate(lines[1:], start=1):
-        if calendar.timegm(time.strptime(line.decode().split(".")[0], "%Y-%m-%dT%H:%M:%S")) >= start:
-            return b"".join(lines[:1] + lines[index:])
-    return lines[0] + b"\n"
 
 
 # A measures export: the header, then the chosen records with their time written in UTC. Without
@@ -158,7 +145,7 @@ class SimulatorCase(unittest.TestCase):
         return matching[0]
 
     # Subject, body (the work file the library wrote, holding `body_lines`) and attachments (file
-    # name to content).
+    # name to content; a system log as its copy in the work directory, which the scenarios pin).
     def check(self, message, subject, body_file, body_lines, attachments):
         self.assertEqual(message["Subject"], subject)
         body = message.get_body(preferencelist=("plain",)).get_content().replace("\r\n", "\n")
@@ -167,7 +154,8 @@ class SimulatorCase(unittest.TestCase):
         for line in body_lines:
             self.assertIn(line, body)
         self.assertEqual({part.get_filename(): part.get_payload(decode=True).replace(b"\r\n", b"\n")
-                          for part in message.iter_attachments()}, attachments)
+                          for part in message.iter_attachments()},
+                         attachments)
 
 
 class DeliveryTest(SimulatorCase):
@@ -178,7 +166,7 @@ class DeliveryTest(SimulatorCase):
         self.check(self.single(OPERATIONS), SYSTEM_NAME + " - Test email", "1test.txt",
                    ["= TEST EMAIL ===", " - Info - 00C00F00 - Test email\n", "Host address: https://192.0.2.17\n",
                     "P/N: UPS3K-RT-230\n", "C/N: Network Management Card 3\n"],
-                   {name: log_tail(name) for name in SYSTEM_LOGS})
+                   system_logs())
         self.fire("--type", "test", "--code", "3", result="TestEmailFailed (-1)", status=1, sent=1)
         self.fire("--type", "test", result="Success (0)", status=0, sent=1)
         self.assertIn("warning: no configuration is addressed", self.output.stderr)
@@ -205,7 +193,7 @@ class DeliveryTest(SimulatorCase):
         self.check(self.single(OPERATIONS), SYSTEM_NAME + " - System event - Warning - NTP server not reachable",
                    "1card.txt",
                    ["= SYSTEM EVENT LIST ===", "2026-11-22 11:00:00 - Warning - 0000001A - NTP server not reachable\n"],
-                   {name: log_tail(name) for name in SYSTEM_LOGS})
+                   system_logs())
 
     # Over SMTP and into a Maildir, the stand-in's two ways. Quotes, a backslash, backquotes, a line
     # feed and a letter beyond ASCII go through the shell and the stand-in: the backquotes arrive as
@@ -229,12 +217,11 @@ class DeliveryTest(SimulatorCase):
     def test_periodic_report_covers_the_period_with_logs_cut_to_it(self):
         start = period_start("1")
         self.fire("--type", "periodic", "--code", "1", result="TestEmailSucceeded (1)", status=0, sent=1)
-        attachments = {name: log_from(name, start) for name in SYSTEM_LOGS}
-        attachments.update({"logAlarm.csv": alarm_export(start), "ups.csv": measures(UPS_RECORDS, start),
-                            "sensors.csv": measures(SENSOR_RECORDS, start)})
         self.check(self.single(OPERATIONS), SYSTEM_NAME + " - Periodic report", "1report.txt",
                    ["= PERIODIC REPORT ===", "The following is a periodic report of the period from %s " % utc(start),
-                    "Battery needs replacement"], attachments)
+                    "Battery needs replacement"],
+                   dict(system_logs(), **{"logAlarm.csv": alarm_export(start), "ups.csv": measures(UPS_RECORDS, start),
+                                          "sensors.csv": measures(SENSOR_RECORDS, start)}))
 
 
 class RefusedDeliveryTest(SimulatorCase):

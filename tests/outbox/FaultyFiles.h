@@ -1,6 +1,6 @@
 // A stand-in of the outbox's storage layer that forwards every call to the system's and breaks
 // only what a test asks: a change (a directory made, a file created, written or synced, a rename,
-// a removal) may be refused with an errno or end the process, and the clocks may be set.
+// a removal) may be refused with an errno, and the clocks may be set.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace emailservice::testing {
 class FaultyFiles final : public OutboxFiles {
  public:
   // Called before each change with its number (from 1) and its name ("write", "sync", ...): 0
-  // lets it happen, an errno refuses it. It may also end the process.
+  // lets it happen, an errno refuses it.
   std::function<int(std::size_t step, std::string const& change)> beforeChange;
   std::optional<std::int64_t> wall;
   std::optional<std::int64_t> boot;

@@ -42,18 +42,10 @@ TEST(StandInTest, SendemailAndSudoKeepTheCardsContract) {
   std::vector<Call> const calls = {
       {{"BIN/sendemail", "-s", "S", "-a", "FILE", "FILE", "--", "ops", "b@example.com"}, "", true, true},
       {{"BIN/sendemail"}, failed, false, false},
-      {{"BIN/sendemail", "-s"}, failed, false, false},
-      {{"BIN/sendemail", "-a", "FILE", "--", "ops"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "ops"}, failed, false, false},
       {{"BIN/sendemail", "-s", "S", "-a", "FILE"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "-a", "--", "ops"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "-x", "--", "ops"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "--"}, failed, false, false},
       {{"BIN/sendemail", "-s", "S", "-a", "FILE", "/no/such.csv", "--", "ops"}, failed, false, false},
       {{"BIN/sendemail", "-s", "S", "-a", "/tmp", "--", "ops"}, failed, false, false},
       {{"BIN/sendemail", "-s", "S", "--", "|cat"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "--", "/tmp/mailbox"}, failed, false, false},
-      {{"BIN/sendemail", "-s", "S", "--", "a@@b"}, failed, false, false},
       {{"BIN/sendemail", "-s", "UPS \xff", "--", "ops"}, failed, false, false},
       {{"/usr/bin/env", "SIMCARD_SMTP_URL=smtp://127.0.0.1:1", "BIN/sendemail", "-s", "S", "--", "ops@example.com"},
        failed,
@@ -66,7 +58,6 @@ TEST(StandInTest, SendemailAndSudoKeepTheCardsContract) {
        true,
        false},
       {{"BIN/sudo", "id"}, "", false, false},
-      {{"BIN/sudo", "-u", "nobody"}, "", false, false},
   };
   for (auto const& call : calls) {
     std::vector<std::string> args;
