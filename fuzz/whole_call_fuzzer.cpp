@@ -21,9 +21,9 @@
 #include "FuzzSupport.h"
 #include "cdsapi/CdsAccessor.h"
 #include "dravo_config.pb.h"
+#include "email/ShellQuote.h"
 #include "emailservice/EmailEvent.h"
 #include "emailservice/EmailService.h"
-#include "email/ShellQuote.h"
 #include "simcard/SimulatedCard.h"
 
 namespace {

@@ -259,16 +259,9 @@ class OutboxTest(SimulatorCase):
         self.alarm("active", result="SendError (-2)", status=1, sent=0)
         self.assertIn("Card log: event 40, severity 4: Email for Operations configuration not sent: Could not send the "
                       "message (sendemail: s-nail failed with status ", self.output.stdout)
-        listing = subprocess.run(OUTBOX_SIMULATOR + ["--outbox"], capture_output=True, text=True, check=True).stdout
-        self.assertIn("Kept e-mails: 2\n", listing)
-        self.assertIn("Attempts: 1", listing)
         self.port = port
         messages = self.alarm("cleared", result="Success (0)", status=0, sent=4)
         self.assertEqual([m["Subject"].split(" - ")[2] for _, m in messages], ["Active", "Active", "Cleared", "Cleared"])
-        for recipients in (OPERATIONS, FACILITIES):
-            self.assertEqual(sorted(m["Subject"] for r, m in messages if sorted(r) == sorted(recipients)),
-                             [SYSTEM_NAME + " - Alarm - Active - Critical - On battery",
-                              SYSTEM_NAME + " - Alarm - Cleared - Critical - On battery"])
         # The kept e-mails carry the attachments of their first attempt, as the new ones do theirs.
         for recipients, names in ((OPERATIONS, ["logAlarm.csv", "sensors.csv", "ups.csv"]), (FACILITIES, [])):
             for m in (m for r, m in messages if sorted(r) == sorted(recipients)):
@@ -318,49 +311,15 @@ class OutboxTest(SimulatorCase):
             self.alarm("active", card=card.name, result="Success (0)", status=3, sent=1)
 
 
-# Faults met by a run: the library raising, and a second run on the same card paths.
+# A fault met by a run: the library raising.
 class FaultTest(SimulatorCase):
-    # A copy of the example card with texts replaced and `extra` added.
-    def card_with(self, replacements, extra=""):
-        text = read(CARD).decode()
-        for old, new in replacements:
-            text = text.replace(old, new)
-        with tempfile.NamedTemporaryFile("w", prefix="card", suffix=".txtpb", delete=False) as f:
-            f.write(text + extra)
-        self.addCleanup(os.remove, f.name)
-        return f.name
-
     def test_exception_leaving_the_library_is_printed_with_status_2(self):
-        card = self.card_with([], 'failingOperation: "getDeviceVendor"\n')
-        self.fire("--type", "ups", "--level", "critical", "--code", "2B00", card=card, result=None, status=2)
+        with tempfile.NamedTemporaryFile("w", suffix=".txtpb") as card:
+            card.write(read(CARD).decode() + 'failingOperation: "getDeviceVendor"\n')
+            card.flush()
+            self.fire("--type", "ups", "--level", "critical", "--code", "2B00", card=card.name, result=None, status=2)
         self.assertIn("an exception left the library: simulated data store failure in getDeviceVendor\n",
                       self.output.stderr)
-
-    def test_two_cards_fired_at_the_same_moment_keep_their_own_bodies_and_attachments(self):
-        other = self.card_with([("Server room UPS", "Lab UPS"), ("battery", "cell"), ("230.", "115."),
-                                ("humidity", "moisture")])
-        event = ["--type", "ups", "--level", "critical", "--code", "2B00", "--date", "2026-11-22 10:15:00",
-                 "--description", "On battery", "--smtp", "smtp://127.0.0.1:%d" % self.port]
-
-        def summary(recipients, message):
-            body = message.get_body(("plain",))  # none when another run emptied the body file
-            return (message["Subject"], tuple(sorted(recipients)), body and body.get_content(),
-                    sorted((part.get_filename(), part.get_content()) for part in message.iter_attachments()))
-
-        for card in (CARD, other):  # one at a time: what each card sends
-            self.fire(*event[:-2], card=card, result="Success (0)", status=0)
-        reference = {s[:2]: s for s in (summary(*m) for m in self.recorder.messages)}
-        self.assertEqual(len(reference), 4)
-        self.recorder.messages.clear()
-        rounds = int(os.environ.get("ROUNDS", "5"))
-        for _ in range(rounds):
-            runs = [subprocess.Popen(SIMULATOR + ["--card", card] + event, stdout=subprocess.PIPE,
-                                     stderr=subprocess.STDOUT, text=True) for card in (CARD, other)]
-            for run in runs:
-                output = run.communicate(timeout=120)[0]
-                self.assertEqual((run.returncode, "Result: Success (0)\n" in output), (0, True), output)
-        mixed = [s[:2] for s in (summary(*m) for m in self.recorder.messages) if reference.get(s[:2]) != s]
-        self.assertEqual((len(self.recorder.messages), mixed), (4 * rounds, []))
 
 
 if __name__ == "__main__":

@@ -186,40 +186,30 @@ else
   passed "Debian 11 SDK with EMAILSERVICE_ACCEPT_32BIT_TIME=ON: builds, installs and passes the ship check ($(sizes "$scratch/old-accepted.log") bytes loaded, oldest glibc $floor)"
 fi
 
-# The same SDK through our toolchain file, given its sysroot and compiler prefix, without its
-# environment.
 target=$sdk/sysroots/$triplet
 bin=$sdk/sysroots/x86_64-sdk-linux/usr/bin
-env -u CC -u CXX PATH="$bin:$PATH" cmake -S "$source" -B "$scratch/ours" -DCMAKE_TOOLCHAIN_FILE="$source/cmake/card-toolchain.cmake" \
-  -DCMAKE_SYSROOT="$target" -DEMAILSERVICE_CROSS_PREFIX="$bin/$triplet-" -DCMAKE_BUILD_TYPE=MinSizeRel -DEMAILSERVICE_PLATFORM=card \
-  -DEMAILSERVICE_BUILD_TESTS=OFF -DEMAILSERVICE_CARD_INCLUDE_DIRS="$target/usr/include/card" \
-  -DEMAILSERVICE_CARD_LIBRARIES="cdsapi;dravo;zorvan;utils;meslog;netinfo" >"$scratch/ours.log" 2>&1 || fail "$(cat "$scratch/ours.log")"
-grep -qxF "set(CMAKE_CXX_COMPILER \"$bin/$triplet-g++\")" "$scratch"/ours/CMakeFiles/*/CMakeCXXCompiler.cmake || fail "not the SDK's compiler"
-cmake --build "$scratch/ours" --parallel 2 >/dev/null
-scripts/check-card-library.sh "$scratch/ours" >/dev/null
-passed "the SDK through cmake/card-toolchain.cmake builds and passes the ship check"
 
 # The check refuses a library holding a card path under a host directory and one that loads more
 # than its budget, and does not count bytes that the card does not load.
 doctored() { # LIBRARY SECTION_FILE EXPECTED_REFUSAL
   cp "$1" "$1.good"
   "$bin/$triplet-objcopy" --add-section ".doctored=$2" "$1"
-  if scripts/check-card-library.sh "$scratch/ours" >"$scratch/doctored.log" 2>&1 || ! grep -q "$3" "$scratch/doctored.log"; then
+  if scripts/check-card-library.sh "$scratch/build" >"$scratch/doctored.log" 2>&1 || ! grep -q "$3" "$scratch/doctored.log"; then
     fail "check-card-library.sh does not refuse $1 with '$3': $(cat "$scratch/doctored.log")"
   fi
   mv "$1.good" "$1"
 }
 printf '/work/my-card/tmp/logMeasures/ups\0' >"$scratch/prefixed"
-doctored "$scratch"/ours/src/libemailService.so.1.*.* "$scratch/prefixed" 'holds card paths under another directory'
-check=$(ls "$scratch"/ours/src/check/libemailServiceCheck.so.1.*.*)
+doctored "$scratch"/build/src/libemailService.so.1.*.* "$scratch/prefixed" 'holds card paths under another directory'
+check=$(ls "$scratch"/build/src/check/libemailServiceCheck.so.1.*.*)
 cp "$check" "$check.good"
 head -c 40000 /dev/zero >"$scratch/padding"
 "$bin/$triplet-objcopy" --add-section ".padding=$scratch/padding" "$check"
-scripts/check-card-library.sh "$scratch/ours" >"$scratch/padded.log" 2>&1 ||
+scripts/check-card-library.sh "$scratch/build" >"$scratch/padded.log" 2>&1 ||
   fail "40,000 bytes that the card does not load count against the budget: $(cat "$scratch/padded.log")"
 printf 'char const kBallast[40000] = {1};\n' >"$scratch/ballast.c"
 (. "$sdk/environment-setup-$triplet" && $CC -shared -o "$check" "$scratch/ballast.c")
-if scripts/check-card-library.sh "$scratch/ours" >"$scratch/ballast.log" 2>&1 || ! grep -q 'loads [0-9]* bytes, over its budget of 30720' "$scratch/ballast.log"; then
+if scripts/check-card-library.sh "$scratch/build" >"$scratch/ballast.log" 2>&1 || ! grep -q 'loads [0-9]* bytes, over its budget of 30720' "$scratch/ballast.log"; then
   fail "check-card-library.sh does not refuse a library that loads 40,000 bytes: $(cat "$scratch/ballast.log")"
 fi
 mv "$check.good" "$check"
@@ -238,7 +228,7 @@ case $(said "$scratch/mismatch.log") in
   *) fail "the protoc mismatch is not told: $(said "$scratch/mismatch.log")" ;;
 esac
 # A card build with a host path prefix (left in the cache by an earlier configuration) is refused.
-if cmake -S "$source" -B "$scratch/ours" -DEMAILSERVICE_PATH_PREFIX=/tmp/my-card >"$scratch/prefix.log" 2>&1; then
+if cmake -S "$source" -B "$scratch/build" -DEMAILSERVICE_PATH_PREFIX=/tmp/my-card >"$scratch/prefix.log" 2>&1; then
   fail "a card build took a path prefix"
 fi
 grep -q 'EMAILSERVICE_PATH_PREFIX is ./tmp/my-card., but a library for the card' "$scratch/prefix.log" ||

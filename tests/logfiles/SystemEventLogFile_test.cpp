@@ -1,6 +1,6 @@
 // The system logs' copies: the date cut on real files where the corpus replay of
 // fuzz/corpus/tail/ cannot reach (lines longer than the reader's 1 MiB buffer, sources and
-// outputs that are not plain files), its stamp parser, and the card's count cut script.
+// outputs that are not plain files), and the card's count cut script.
 #include "logfiles/SystemEventLogFile.h"
 
 #include <gtest/gtest.h>
@@ -8,16 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <optional>
-#include <random>
 #include <string>
 
 #include "CardPaths.h"
-#include "logfiles/LogTimestamp.h"
 #include "support/CardTest.h"
 #include "zorvan/Exec.h"
 
@@ -105,38 +100,6 @@ TEST_F(SystemEventLogFileTest, LogLinkedToDevZeroIsCutInBoundedMemory) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
   EXPECT_TRUE(readFile(copyPath("logSystem.csv")) == std::string(1 << 20, '\0') + "\n\n");
-}
-
-// The stamp parser gives what strptime with the log's format, then timegm, give. Random stamps
-// (fields in and out of range, with and without leading zeros), with characters that matter to
-// the parser inserted or replaced, NUL included (it ends the text, as in a C string). The parser
-// gets a view of the text followed by a digit that it must not read.
-TEST(LogTimestamp, AgreesWithStrptimeAndTimegm) {
-  static constexpr char kAlphabet[] = "0123456789-T: \t\n\v\f\r.,xt+";  // and its final NUL
-  std::mt19937 random(20240501);
-  auto pick = [&random](std::size_t size) { return std::uniform_int_distribution<std::size_t>(0, size - 1)(random); };
-  int stamps = 0;
-  for (int i = 0; i < 200000; ++i) {
-    char stamp[80];
-    std::snprintf(stamp, sizeof stamp, "%0*zu-%0*zu-%0*zuT%0*zu:%0*zu:%0*zu", int(pick(5)), pick(12000), int(pick(3)),
-                  pick(15), int(pick(3)), pick(35), int(pick(3)), pick(26), int(pick(3)), pick(63), int(pick(3)),
-                  pick(65));
-    std::string text = stamp;
-    for (std::size_t edits = pick(8); edits > 0 && pick(2) == 0; --edits) {
-      std::size_t const at = pick(text.size() + 1);
-      char const c = kAlphabet[pick(sizeof kAlphabet)];
-      at < text.size() && pick(2) == 0 ? void(text[at] = c) : void(text.insert(at, 1, c));
-    }
-    std::tm fields{};
-    bool const parsed = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields) != nullptr;
-    fields.tm_isdst = -1;
-    std::optional<std::int64_t> const expected = parsed ? std::optional<std::int64_t>(timegm(&fields)) : std::nullopt;
-    stamps += parsed ? 1 : 0;
-    std::string const followed = text + "7";
-    ASSERT_EQ(parseLogTimestamp(std::string_view(followed).substr(0, text.size())), expected) << '"' << text << '"';
-  }
-  EXPECT_GT(stamps, 20000);  // both outcomes are well represented
-  EXPECT_LT(stamps, 180000);
 }
 
 // The card's count cut script, run for real on the same logs by each row: the header and the

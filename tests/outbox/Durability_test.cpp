@@ -104,10 +104,9 @@ enum class Fault { Dropped, Torn, Full, Killed };
 using DurabilityTest = CardTest;
 
 // For every step of each phase and every fault (a kill loses nothing that was done): a fresh outbox
-// finds every e-mail whole or not at all; the next pass delivers every kept e-mail once more where its removal had not been made
-// durable and never twice otherwise, and cleans up the rest, with one card log entry for each keep
-// that a cut lost. A full device loses no e-mail that was kept, and a new alarm wins over the
-// oldest kept one.
+// finds every e-mail whole or not at all; the next pass delivers every kept e-mail once more where its removal had not
+// been made durable and never twice otherwise, and cleans up the rest, with one card log entry for each keep that a cut
+// lost. A full device loses no e-mail that was kept, and a new alarm wins over the oldest kept one.
 TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
   OutboxStore::Bounds const two{2, std::uint64_t{1} << 30};
   Phase const phases[] = {

@@ -1,5 +1,5 @@
 // The hold of UPS alarms: which alarms are held, and what becomes of them over the clock, through
-// whole calls with the storage's clocks set (FaultyFiles in the place of the system's calls).
+// whole calls with the storage's clocks set (ClockedFiles in the place of the system's calls).
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 #include "BuildSettings.h"
 #include "dispatch/CallLock.h"
 #include "emailservice/Outbox.h"
-#include "outbox/FaultyFiles.h"
+#include "outbox/ClockedFiles.h"
 #include "outbox/HoldRule.h"
 #include "outbox/OutboxChecks.h"
 #include "support/RecordingMail.h"
@@ -64,7 +64,7 @@ class HoldTest : public RecordingMailTest {
   }
 
   // The storage's calls, with clocks that move only when a step says so.
-  FaultyFiles clock;
+  ClockedFiles clock;
 };
 
 // The second of a step: a number, "H" (the hold and one second) or "H+N".

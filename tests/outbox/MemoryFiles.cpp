@@ -67,13 +67,17 @@ std::vector<std::string> MemoryFiles::namesIn(std::string const& path) const {
   return names;
 }
 
-int MemoryFiles::openDirectory(std::string const& path, int& handle) {
-  int const node = resolve(path);
-  if (node < 0 || nodes[static_cast<std::size_t>(node)].type != Type::Directory) {
-    return node < 0 ? ENOENT : ENOTDIR;
+// `node` opened when it is of the type wanted: ENOENT when there is none (-1), else ENOTDIR or EINVAL.
+int MemoryFiles::openAs(int node, Type wanted, int& handle) {
+  if (node < 0 || nodes[static_cast<std::size_t>(node)].type != wanted) {
+    return node < 0 ? ENOENT : wanted == Type::Directory ? ENOTDIR : EINVAL;
   }
   handle = open(node);
   return 0;
+}
+
+int MemoryFiles::openDirectory(std::string const& path, int& handle) {
+  return openAs(resolve(path), Type::Directory, handle);
 }
 
 // The parent is synced: the new directory is durable at once.
@@ -92,13 +96,7 @@ int MemoryFiles::makeDirectory(std::string const& path) {
 }
 
 int MemoryFiles::openDirectoryAt(int directory, std::string const& name, int& handle) {
-  int const node = child(directory, name);
-  Type const type = node < 0 ? Type::Other : nodes[static_cast<std::size_t>(node)].type;
-  if (type != Type::Directory) {
-    return node < 0 ? ENOENT : ENOTDIR;
-  }
-  handle = open(node);
-  return 0;
+  return openAs(child(directory, name), Type::Directory, handle);
 }
 
 int MemoryFiles::makeDirectoryAt(int directory, std::string const& name) {
@@ -167,13 +165,7 @@ int MemoryFiles::openFile(std::string const& path, int& handle) {
 }
 
 int MemoryFiles::openFileAt(int directory, std::string const& name, int& handle) {
-  int const node = child(directory, name);
-  Type const type = node < 0 ? Type::Other : nodes[static_cast<std::size_t>(node)].type;
-  if (type != Type::Regular) {
-    return node < 0 ? ENOENT : type == Type::Link ? ELOOP : EINVAL;
-  }
-  handle = open(node);
-  return 0;
+  return openAs(child(directory, name), Type::Regular, handle);
 }
 
 int MemoryFiles::read(int handle, char* buffer, std::size_t size, std::size_t& got) {

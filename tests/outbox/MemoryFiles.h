@@ -83,6 +83,7 @@ class MemoryFiles final : public OutboxFiles {
   int step(bool fills);
   int make(Type type, std::string const& content);
   int open(int node);
+  int openAs(int node, Type wanted, int& handle);
   int child(int handle, std::string const& name) const;
   // The node of `path` from "/"; -1 when a component is missing.
   int resolve(std::string const& path) const;

@@ -10,6 +10,7 @@
 #include "emailservice/Outbox.h"
 #include "outbox/OutboxLog.h"
 #include "simcard/SimulatedCard.h"
+#include "support/RecordingMail.h"
 
 namespace emailservice::testing {
 
@@ -39,5 +40,17 @@ inline std::string const kOffice =
     "name { value: \"Office\" } upsEventTable { critical { alarmLogSelected { value: true } } }";
 
 inline std::string const kOutboxDirectory = settings::kOutboxDirectory;
+
+// Configuration 7, "Office", whose critical alarms attach the alarm export; the relay refuses
+// until a test says otherwise, and every e-mail that goes out is recorded.
+class OutboxTest : public RecordingMailTest {
+ protected:
+  void SetUp() override {
+    RecordingMailTest::SetUp();
+    storeConfigurations({"7"}, "ops@example.com", kOffice);
+    setenv("HARDENING_SENT", "1", 1);
+    setenv("HARDENING_FAULT", "refuse", 1);
+  }
+};
 
 }  // namespace emailservice::testing
