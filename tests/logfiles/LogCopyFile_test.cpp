@@ -123,7 +123,6 @@ TEST_F(LogCopyFileTest, KernelCopyFallsBackFromWhereItStoppedAndGivesTheSameByte
       {"another file system", {EXDEV}, {}, 1, 2},
       {"a part, then an error", {kPassSome, EIO}, {}, 2, 2},
       {"sendfile to sockets only (before 2.6.33)", {EOPNOTSUPP}, {EINVAL}, 1, 1},
-      {"both a part, then errors", {kPassSome, EIO}, {kPassSome, EINVAL}, 2, 2},
       {"an end before the end", {kEnd}, {}, 1, 0},
   };
   std::string const expected = writeLog();

@@ -78,6 +78,8 @@ Attack const kAttacks[] = {
      "dropped from the outbox: its attachments: not a directory", false},
     {"the record a FIFO", [](fs::path const&) { replaceWithNode(kKept + "/email", S_IFIFO); },
      "Kept email 0000000001 dropped from the outbox: its record: not a regular file", false},
+    {"the body a FIFO", [](fs::path const&) { replaceWithNode(kKept + "/body", S_IFIFO); },
+     "dropped from the outbox: its body: not a regular file", false},
     {"the body a device", [](fs::path const&) { replaceWithNode(kKept + "/body", S_IFCHR); },
      "dropped from the outbox: its body: not a regular file", false},
     {"the record a link to a record",

@@ -1,9 +1,14 @@
-// The outbox's durability, proven by a fault after every step of its storage layer (MemoryFiles):
-// a power cut that drops or tears whatever was not made durable, a full device, or the process
-// killed; clocks across reboots, and the retry's waits.
+// The outbox's durability, proven by a fault after every step of its storage layer: a power cut
+// that drops or tears whatever was not made durable, or a full device (MemoryFiles); a process
+// killed at every step on the real file system (FaultyFiles); clocks across reboots, and the
+// retry's waits.
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -11,6 +16,7 @@
 
 #include "BuildSettings.h"
 #include "CardPaths.h"
+#include "outbox/FaultyFiles.h"
 #include "outbox/MemoryFiles.h"
 #include "outbox/OutboxChecks.h"
 #include "outbox/OutboxRetry.h"
@@ -99,14 +105,15 @@ struct Phase {
   std::vector<std::string> leftAfterWork;
 };
 
-enum class Fault { Dropped, Torn, Full, Killed };
+enum class Fault { Dropped, Torn, Full };
 
 using DurabilityTest = CardTest;
 
-// For every step of each phase and every fault (a kill loses nothing that was done): a fresh outbox
-// finds every e-mail whole or not at all; the next pass delivers every kept e-mail once more where its removal had not
-// been made durable and never twice otherwise, and cleans up the rest, with one card log entry for each keep that a cut
-// lost. A full device loses no e-mail that was kept, and a new alarm wins over the oldest kept one.
+// For every step of each phase and every fault: a fresh outbox finds every e-mail whole or not at
+// all; the next pass delivers every kept e-mail once more where its removal had not been made
+// durable and never twice otherwise, and cleans up the rest, with one card log entry for each keep
+// that a cut lost. A full device loses no e-mail that was kept, and a new alarm wins over the
+// oldest kept one.
 TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
   OutboxStore::Bounds const two{2, std::uint64_t{1} << 30};
   Phase const phases[] = {
@@ -131,7 +138,7 @@ TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
        {}},
   };
   for (auto const& phase : phases) {
-    for (Fault const fault : {Fault::Dropped, Fault::Torn, Fault::Full, Fault::Killed}) {
+    for (Fault const fault : {Fault::Dropped, Fault::Torn, Fault::Full}) {
       for (std::size_t step = 1;; ++step) {
         SCOPED_TRACE(std::string(phase.name) + ", fault " + std::to_string(static_cast<int>(fault)) + " at step " +
                      std::to_string(step));
@@ -151,7 +158,7 @@ TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
           ended = fault != Fault::Full || files.steps() < start + step;
         } catch (PowerCut const&) {
         }
-        fault == Fault::Killed ? files.processKilled() : files.powerCut(fault == Fault::Torn);
+        files.powerCut(fault == Fault::Torn);
         auto const sentBefore = relay.delivered;
         std::vector<std::string> const found = wholeEmails(files, kRoot);
         std::vector<std::string> const names = files.namesIn(kRoot);
@@ -177,6 +184,35 @@ TEST_F(DurabilityTest, EveryStepOfTheOutboxOutlivesAPowerCutOrAFullDevice) {
           break;
         }
       }
+    }
+  }
+}
+
+// A process killed at every step of keeping on the real file system: what is kept is whole, and
+// a keep that was not killed kept its e-mail.
+TEST_F(DurabilityTest, AKillAtEveryStepOfKeepingLeavesWholeEmailsOnly) {
+  std::string const work = paths::kWorkDirectory;
+  std::string const root = work + "killed";
+  writeFile(work + "C.txt", "C" + std::string(64 * 1024, 'c'));
+  writeFile(work + "logAlarm.csv", std::string(32 * 1024, 'l'));
+  for (std::size_t kill = 1;; ++kill) {
+    SCOPED_TRACE("killed at step " + std::to_string(kill));
+    pid_t const child = fork();
+    if (child == 0) {
+      FaultyFiles files;
+      files.beforeChange = [kill](std::size_t step, std::string const&) { return step == kill ? ::raise(SIGKILL) : 0; };
+      Opened(files, root, OutboxStore::Use::Create).store.keep(alarm("9", "C", work), kRefused);
+      ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    std::vector<std::string> const found = wholeEmails(OutboxFiles::system(), root);
+    EXPECT_EQ(found, std::vector<std::string>(found.size(), "C" + std::string(64 * 1024, 'c')));
+    std::filesystem::remove_all(root);
+    if (WIFEXITED(status)) {
+      EXPECT_EQ(found.size(), 1U);
+      EXPECT_GT(kill, 10U);
+      break;
     }
   }
 }

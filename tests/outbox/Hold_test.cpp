@@ -1,5 +1,5 @@
 // The hold of UPS alarms: which alarms are held, and what becomes of them over the clock, through
-// whole calls with the storage's clocks set (ClockedFiles in the place of the system's calls).
+// whole calls with the storage's clocks set (FaultyFiles in the place of the system's calls).
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 #include "BuildSettings.h"
 #include "dispatch/CallLock.h"
 #include "emailservice/Outbox.h"
-#include "outbox/ClockedFiles.h"
+#include "outbox/FaultyFiles.h"
 #include "outbox/HoldRule.h"
 #include "outbox/OutboxChecks.h"
 #include "support/RecordingMail.h"
@@ -38,7 +38,6 @@ TEST(HoldRuleTest, HoldsActiveUpsAlarmsOfTheLevelsAndCodesNamed) {
       {EventType::Ups, 7, "1A", 1, true},                     // a level without a name reads "Informational"
       {EventType::Ups, EventLevel::Warning, "1A", 0, false},  // cleared
       {EventType::Card, EventLevel::Warning, "1A", 1, false},
-      {EventType::Test, EventLevel::Warning, "", 1, false},
       {EventType::Ups, EventLevel::Critical, "c0de", 1, true},
       {EventType::Ups, EventLevel::Critical, "0x00C0DE", 1, true},
       {EventType::Ups, EventLevel::Critical, "C0DF", 1, false},
@@ -64,7 +63,7 @@ class HoldTest : public RecordingMailTest {
   }
 
   // The storage's calls, with clocks that move only when a step says so.
-  ClockedFiles clock;
+  FaultyFiles clock;
 };
 
 // The second of a step: a number, "H" (the hold and one second) or "H+N".

@@ -32,11 +32,6 @@ class MemoryFiles final : public OutboxFiles {
   void fullAt(std::size_t step) { fullStep = step; }
   // After a PowerCut: the storage as a reboot finds it. Nothing stays open.
   void powerCut(bool tear);
-  // After a PowerCut taken as the process killed: everything done stays. Nothing stays open.
-  void processKilled() {
-    handles.clear();
-    lastStep = 0;
-  }
   // The names of a directory, as a path from "/", sorted; empty when it does not exist.
   std::vector<std::string> namesIn(std::string const& path) const;
 

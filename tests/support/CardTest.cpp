@@ -44,16 +44,6 @@ void CardTest::TearDown() {
   }
 }
 
-void CardTest::recordShellCommands() {
-  card().setCommandHook([this](std::vector<std::string> const& args, std::string const&, std::string& printed) {
-    if (args.size() == 3 && args[0] == "/bin/sh" && args[1] == "-c") {
-      shellCommands.push_back(args[2]);
-    }
-    printed.clear();
-    return 0;
-  });
-}
-
 std::string readFile(std::string const& path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -18,14 +18,6 @@ class CardTest : public ::testing::Test {
   void TearDown() override;
 
   static simcard::SimulatedCard& card() { return simcard::SimulatedCard::instance(); }
-
-  // From now on commands are recorded instead of run; each prints nothing and exits with 0.
-  void recordShellCommands();
-  // The shell command text of the "/bin/sh -c TEXT" runs recorded since, in order.
-  std::vector<std::string> const& recordedShellCommands() const { return shellCommands; }
-
- private:
-  std::vector<std::string> shellCommands;
 };
 
 // Whole-file helpers for tests.
