@@ -176,6 +176,9 @@ TEST(KeptEmailTest, RecordsReadBackAsWrittenWithPlainAttachmentNamesOnly) {
   KeptEmail read;
   EXPECT_TRUE(read.fromText(email.toText()));
   // Times before 1970 and after 2038 read back as written.
+  email.age = 100;  // a later boot counts all its own time, whatever the last boot's checkpoint was
+  email.checkpoint = 50;
+  EXPECT_EQ(email.ageAt("another boot", 80), 180);
   for (std::int64_t const time : {std::int64_t{-86400}, std::int64_t{1} << 33, -(std::int64_t{1} << 40)}) {
     email.firstAttempt = time;
     ASSERT_TRUE(read.fromText(email.toText())) << time;
@@ -218,14 +221,14 @@ TEST_F(OutboxTest, TheOutboxDropsTheOldestAndGivesUp) {
 // The byte bound counts the storage that the kept e-mails spend, as blocks: e-mails of a few
 // hundred bytes take whole blocks of the device, and the record as written counts too.
 TEST_F(OutboxTest, TheByteBoundCountsTheBlocksSpent) {
-  OutboxStore store(OutboxFiles::system(), kWork + "spent", {3, 3000});
+  OutboxStore store(OutboxFiles::system(), kWork + "spent", {3, 14000});
   std::string why;
   ASSERT_TRUE(store.open(OutboxStore::Use::Create, why)) << why;
   ComposedEmail email{"7", "Office", "subject", "ops", kWork + "7ups.txt", {}, {}, ""};
   writeFile(email.bodyFile, std::string(300, 'b'));
   store.keep(email, {true, "refused", "", false, 0});
   EXPECT_TRUE(store.list().empty());
-  EXPECT_THAT(outboxEntries().back(), ::testing::MatchesRegex(".* not kept: [0-9]+ bytes exceed the outbox's 3000"));
+  EXPECT_THAT(outboxEntries().back(), ::testing::MatchesRegex(".* not kept: [0-9]+ bytes exceed the outbox's 14000"));
 }
 
 // A delivered e-mail that cannot be removed (a read-only mount over it) ends the pass with an entry,
@@ -251,14 +254,18 @@ TEST_F(OutboxTest, AKeptEmailThatCannotBeRemovedEndsThePass) {
 // An outbox that is missing is created; one that cannot be written loses the e-mail, says why in
 // the card's log, and the call returns its code all the same.
 TEST_F(OutboxTest, AnUnusableOutboxLosesTheEmailWithALogEntry) {
-  // Options of a tmpfs over the outbox; "file": a file in its place; "": missing.
-  char const* const cases[] = {"", "file", "size=4k", "ro"};
+  // Options of a tmpfs over the outbox; "file": a file in its place; "owner", "0731": a directory of
+  // another user, or one that its group may change; "": missing.
+  char const* const cases[] = {"", "file", "size=4k", "ro", "owner", "0731"};
   std::string const outbox = kOutboxDirectory;
   for (std::string const mount : cases) {
     SCOPED_TRACE(mount);
     fs::remove_all(outbox);
     if (mount == "file") {
       writeFile(outbox, "");
+    } else if (mount == "owner" || mount == "0731") {
+      fs::create_directory(outbox);  // root here, as the mounts before have shown
+      ASSERT_EQ(mount == "owner" ? ::chown(outbox.c_str(), 1, 1) : ::chmod(outbox.c_str(), 0731), 0);
     } else if (!mount.empty() && (!fs::create_directory(outbox) ||
                                   ::mount("tmpfs", outbox.c_str(), "tmpfs", 0,
                                           (mount == "ro" ? "mode=0711" : mount + ",mode=0711").c_str()) != 0)) {
