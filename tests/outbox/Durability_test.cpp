@@ -254,22 +254,23 @@ TEST_F(DurabilityTest, ATimerWaitsLongerAfterEachFailureAnEventTriesAtOnce) {
   Relay relay(card());
   relay.down = true;
   keep(files, kBounds, alarm("1", "A"));  // due at once
-  auto attemptsAt = [&files](std::int64_t second, OutboxRetry::Trigger trigger, std::int64_t wait = 60) {
+  auto retriedAt = [&files](std::int64_t second, OutboxRetry::Trigger trigger, std::int64_t wait = 60) {
     files.currentBootSeconds = 1000 + second;
     retry(files, kRoot, wait, trigger);
     KeptEmail kept;
     std::string why;
     EXPECT_TRUE(Opened(files, kRoot, OutboxStore::Use::Read).store.read("0000000001", kept, why)) << why;
-    return kept.attempts;
+    return kept;
   };
   using Trigger = OutboxRetry::Trigger;
   // After failed attempt n the wait is the first wait times 2 to the n - 1, an hour at most.
-  EXPECT_EQ(attemptsAt(0, Trigger::Timer), 2);  // next at 0 + 120
-  EXPECT_EQ(attemptsAt(119, Trigger::Timer), 2);
-  EXPECT_EQ(attemptsAt(120, Trigger::Timer, 1000), 3);  // next at 120 + an hour, not 1000 s times 4
-  EXPECT_EQ(attemptsAt(3719, Trigger::Timer), 3);
-  EXPECT_EQ(attemptsAt(3719, Trigger::Event), 4);  // next at 3719 + 480
-  EXPECT_EQ(attemptsAt(4198, Trigger::Timer), 4);
+  EXPECT_EQ(retriedAt(0, Trigger::Timer).attempts, 2);  // next at 0 + 120
+  EXPECT_EQ(retriedAt(119, Trigger::Timer).attempts, 2);
+  EXPECT_EQ(retriedAt(120, Trigger::Timer).attempts, 3);  // next at 120 + 240
+  EXPECT_EQ(retriedAt(359, Trigger::Timer).attempts, 3);
+  KeptEmail const fourth = retriedAt(359, Trigger::Event, 1000);  // at once
+  EXPECT_EQ(fourth.attempts, 4);
+  EXPECT_EQ(fourth.due, 359 + 3600);  // next in an hour, not 1000 s times 8
 }
 
 }  // namespace
