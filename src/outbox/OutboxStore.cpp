@@ -244,18 +244,21 @@ int OutboxStore::write(std::string const& temporary, ComposedEmail const& email,
     return failed;
   }
   bool sourceFailed = false;
-  if ((failed = tree.copyIn(email.bodyFile, directory.get(), kBody, sourceFailed)) != 0) {
-    what = sourceFailed ? "cannot read " + email.bodyFile : what + "/" + kBody;
+  // What failed: the work file read, or the place in the kept e-mail written.
+  auto const failedAt = [&](std::string const& source, char const* place) {
+    if (sourceFailed) {
+      what = "cannot read " + source;
+    } else {
+      what.append("/").append(place);
+    }
     return failed;
+  };
+  if ((failed = tree.copyIn(email.bodyFile, directory.get(), kBody, sourceFailed)) != 0) {
+    return failedAt(email.bodyFile, kBody);
   }
   for (std::size_t i = 0; i < email.attachments.size(); ++i) {
     if ((failed = tree.copyIn(email.attachments[i], attachments.get(), record.attachments[i], sourceFailed)) != 0) {
-      if (sourceFailed) {
-        what = "cannot read " + email.attachments[i];
-      } else {
-        what.append("/").append(kAttachments);
-      }
-      return failed;
+      return failedAt(email.attachments[i], kAttachments);
     }
   }
   failed = files.sync(attachments.get());
