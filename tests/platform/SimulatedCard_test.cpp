@@ -1,5 +1,6 @@
-// The simulated card's platform as its users rely on it: the card file, the data store's
-// answers and faults, running programs, the parser's messages.
+// The simulated card's platform as its users rely on it where the scenarios do not go (they use
+// the data store's answers and every operation's fault): the card file, running programs, the
+// parser's messages.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,19 +8,11 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "CardPaths.h"
-#include "cdsapi/AlarmInfos.h"
-#include "cdsapi/CdsAccessor.h"
-#include "cdsapi/DataAlarms.h"
-#include "cdsapi/InBandAccessor.h"
-#include "cdsapi/OobAccessor.h"
-#include "cdsapi/dataLog.h"
 #include "simcard/CardFile.h"
 #include "simcard/ParseMessage.h"
 #include "support/CardTest.h"
@@ -28,51 +21,17 @@
 namespace emailservice::testing {
 namespace {
 
-// "A@300-400 20:3/Critical": description, raised and cleared (0: active) times, device, level and
-// level text ("-": none).
-std::string listed(std::vector<dravo::CAlarmUpdate> const& updates) {
-  std::ostringstream text;
-  for (auto const& update : updates) {
-    cdsapi::AlarmInfos const infos(update);
-    text << infos.getDescriptionString() << '@' << update.getTimestamp().seconds() << '-'
-         << (update.getClearedAt() ? update.getClearedAt()->seconds() : 0) << ' ' << update.getDeviceId() << ':'
-         << update.getLevel() << '/' << (infos.getLevelString() != nullptr ? infos.getLevelString() : "-") << ' ';
-  }
-  return text.str();
-}
-
-// Writes "m" to the card's log and gives the message that the log then ends with.
-std::string logMessage() {
-  cdsapi::dataLog::logMessage(cdsapi::enLogCategoryEmail, 8, 0, cdsapi::SEVERITY_ERROR, "", 0, "m");
-  return simcard::SimulatedCard::instance().cardLog().back().message;
-}
-
 std::string const kCardFile = std::string(paths::kWorkDirectory) + "card.txtpb";
 
-// The card is loaded from a card file; alarms in store order, deliberately not chronological,
-// B and E without a level text.
+// The card is loaded from a card file.
 class SimulatedCardTest : public CardTest {
  protected:
   void SetUp() override {
     CardTest::SetUp();
-    writeFile(kCardFile, R"(productName: "Card X"
-      devices { id: 20 friendlyName: "F" physicalName: "P" model: "M" vendor: "V" partNumber: "N" serialNumber: "S"
-                swVersion: "W" hwVersion: "H" }
-      channels { id: 42 device: 20 name: "PowerDistribution.Attribute.PartNumber" value: "PN-20" }
-      alarms { description: "A" raisedAt: 300 device: 20 level: 3 levelText: "Critical" }
-      alarms { description: "B" raisedAt: 100 device: 20 level: 2 }
-      alarms { description: "C" raisedAt: 50 clearedAt: 150 device: 20 level: 7 levelText: "Critical" }
-      alarms { description: "D" raisedAt: 50 clearedAt: 250 device: 20 level: 6 levelText: "Warning" }
-      alarms { description: "E" raisedAt: 200 clearedAt: 200 device: 20 level: 4 })");
+    writeFile(kCardFile, "productName: \"Card X\"\ndevices { id: 20 friendlyName: \"F\" }\n");
     std::string error;
     ASSERT_TRUE(simcard::CardFile::load(kCardFile, card().state(), error)) << error;
   }
-
-  static dravo::CWallTime at(std::int64_t seconds) { return dravo::CWallTime(seconds, "%F %T"); }
-
-  cdsapi::CdsAccessor accessor;
-  cdsapi::InBandAccessor& inband = accessor.inbandAccessor();
-  cdsapi::DataAlarms& alarms = accessor.alarmsAccessor();
 };
 
 // A card file that is not read leaves the card as it was: a FIFO without a writer (which would be
@@ -99,42 +58,6 @@ TEST(ParseMessage, SaysTheParsersMessagesInTheToolsWords) {
   };
   for (auto const& [message, reworded] : cases) {
     EXPECT_EQ(simcard::ParseMessage::reword(message), reworded) << message;
-  }
-}
-
-// Every operation answers from the card's state, and raises from the chosen call of its own
-// fault on, until the fault is cleared; a faulty logMessage writes nothing.
-TEST_F(SimulatedCardTest, EveryOperationAnswersFromTheCardAndFailsFromItsFaultyCallOn) {
-  std::string const pn = "PowerDistribution.Attribute.PartNumber";
-  std::string const a = "A@300-0 20:3/Critical ", b = "B@100-0 20:2/- ", c = "C@50-150 20:7/Critical ",
-                    d = "D@50-250 20:6/Warning ", e = "E@200-200 20:4/- ";
-  struct Case {
-    std::string operation;
-    std::function<std::string()> call;
-    std::string answer;
-  };
-  std::vector<Case> const cases = {
-      {"getDeviceFriendlyName", [&] { return inband.getDeviceFriendlyName(20); }, "F"},
-      {"getDeviceSwVersion", [&] { return inband.getDeviceSwVersion(20); }, "W"},
-      {"getChannelId", [&] { return std::to_string(inband.getChannelId(20, pn)); }, "42"},
-      {"getChannelCValue", [&] { return inband.getChannelCValue(42).as_string(); }, "PN-20"},
-      {"get", [&] { return accessor.oobAccessor().get("EMAIL_CONFIGURATION").ShortDebugString(); }, ""},
-      {"getActiveAlarmsFromDate", [&] { return listed(alarms.getActiveAlarmsFromDate(1, at(0))); }, a + b},
-      {"getActiveAlarmsFromDate", [&] { return listed(alarms.getActiveAlarmsFromDate(1, at(300))); }, a},
-      {"getClosedAlarmsFromDate", [&] { return listed(alarms.getClosedAlarmsFromDate(1, at(200))); }, d + e},
-      {"getAlarmHistory", [&] { return listed(alarms.getAlarmHistory(1)); }, a + b + c + d + e},
-      {"getAlarmHistory", [&] { return listed(alarms.getAlarmHistory(20)); }, ""},
-      {"logMessage", logMessage, "m"},
-  };
-  for (auto const& test : cases) {
-    card().setFault(test.operation, 2);
-    EXPECT_EQ(test.call(), test.answer) << test.operation;
-    auto const logged = card().cardLog().size();
-    EXPECT_THROW(test.call(), std::runtime_error) << test.operation;
-    EXPECT_THROW(test.call(), std::runtime_error) << test.operation;
-    EXPECT_EQ(card().cardLog().size(), logged);
-    card().setFault("");
-    EXPECT_EQ(test.call(), test.answer) << test.operation;
   }
 }
 
